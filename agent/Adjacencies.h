@@ -1,0 +1,51 @@
+// Numbers for neighbours: what a next-hop row's `destination` field says.
+//
+// A neighbour is an interface, a gateway on it (or none, for hosts that are connected directly) and how the gateway
+// is reached. Equal neighbours share one number, different ones never do, so a next hop whose gateway changes gets a
+// different row. Numbers go from 1 up, lowest free first:
+//
+//   Adjacencies::Use use = adjacencies.use(nextHop);
+//   record.destinationIs(*use);
+//
+// A number stays taken while someone holds a use of it.
+//
+// Threading: one thread. Ownership: uses are counted; they may outlive the Adjacencies.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <tuple>
+
+#include "agent/RowPool.h"
+#include "agent/fpm/Messages.h"
+
+namespace OrviaL3Agent {
+
+class Adjacencies {
+ public:
+  using Use = std::shared_ptr<const std::uint16_t>;
+
+  // The field is 16 bits wide.
+  static constexpr std::uint16_t kLastNumber = 0xFFFF;
+
+  explicit Adjacencies(std::uint16_t lastNumber = kLastNumber);
+
+  // Empty when every number is taken.
+  [[nodiscard]] Use use(const Fpm::NextHop& nextHop);
+
+  [[nodiscard]] std::size_t size() const { return state_->live.size(); }
+
+ private:
+  using Neighbour = std::tuple<std::uint32_t, std::uint8_t, std::optional<Fpm::Address>, bool>;
+  struct State {
+    RowPool numbers;
+    std::map<Neighbour, std::weak_ptr<const std::uint16_t>> live;
+  };
+
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace OrviaL3Agent

@@ -1,0 +1,61 @@
+// What the user asked for.
+//
+//   Command command = parseCommandLine(argc, argv);
+//   std::visit(..., command);
+//
+// Threading: one thread. Ownership: plain values.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace OrviaL3Agent {
+
+// The exit codes of the program.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitStreamError = 1;
+inline constexpr int kExitUsage = 2;
+
+struct ReplayOptions {
+  enum class Progress { automatic, on, off };
+  enum class Answer { now, loop };
+
+  std::string file;
+  std::optional<std::uint64_t> until;  // stop reading after this many messages
+  bool show = false;
+  Progress progress = Progress::automatic;  // automatic: when standard error is a terminal
+
+  std::optional<std::uint32_t> traceLevel;  // text trace up to this level; nothing: off
+  std::string ringFile;          // empty: no ring-buffer trace
+
+  Answer answer = Answer::loop;
+  std::vector<std::uint32_t> refusedRows;
+
+  std::uint32_t rows = 32768;
+  std::uint32_t firstRow = 1;
+  // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing means
+  // never.
+  std::optional<std::uint32_t> interfaceDelay = 2;
+  std::optional<std::uint32_t> mtuDelay = 1;
+  std::uint32_t slice = 16;  // messages per loop turn
+};
+
+struct RingOptions {
+  std::string file;
+};
+
+// Nothing to do but to print and leave: help, version, or a complaint about the arguments.
+struct Leave {
+  int exitCode = kExitOk;
+  std::string output;  // for standard output
+  std::string error;   // for standard error
+};
+
+using Command = std::variant<ReplayOptions, RingOptions, Leave>;
+
+[[nodiscard]] Command parseCommandLine(int argc, const char* const* argv);
+
+}  // namespace OrviaL3Agent

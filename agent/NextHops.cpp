@@ -1,0 +1,128 @@
+#include "agent/NextHops.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace OrviaL3Agent {
+namespace {
+
+using Record = NextHops::Table::Entry;
+
+// What a row says about how its neighbour is reached.
+constexpr std::uint8_t kForwardConnected = 0;
+constexpr std::uint8_t kForwardIpv4 = 1;
+constexpr std::uint8_t kForwardIpv6 = 2;
+// Of the four valid bits, the one for the destination.
+constexpr std::uint8_t kDestinationValid = 1;
+
+std::uint8_t forwardingType(const Fpm::NextHop& nextHop) {
+  if (!nextHop.gateway) return kForwardConnected;
+  return nextHop.gateway->family == AF_INET6 ? kForwardIpv6 : kForwardIpv4;
+}
+
+Record recordOf(const Fpm::NextHop& nextHop, std::uint16_t destination,
+                const StandInTable::Handle& interface, const StandInTable::Handle& mtuProfile) {
+  Record record;
+  record.destinationIs(destination);
+  record.forwardingTypeIs(forwardingType(nextHop));
+  record.l2McL3McL2OifSysDstValidIs(kDestinationValid);
+  record.l3Oif1HandleIs(interface);
+  record.mtuProfilePtrHandleIs(mtuProfile);
+  return record;
+}
+
+}  // namespace
+
+NextHops::NextHops(Vek::Ptr<Table> table, StandInTable& interfaces, StandInTable& mtuProfiles,
+                   std::shared_ptr<RowPool> rows)
+    : table_(std::move(table)),
+      interfaces_(interfaces),
+      mtuProfiles_(mtuProfiles),
+      rows_(std::move(rows)),
+      parkedCount_(ParkedCount::ParkedCountIs(table_)) {}
+
+NextHops::~NextHops() = default;
+
+void NextHops::nextHopIs(const Fpm::NextHop& announced) {
+  const auto [found, isNew] = byId_.try_emplace(announced.id);
+  NextHop& nextHop = found->second;
+  if (isNew) {
+    ++counts_.announced;
+  } else if (nextHop.contents == announced) {
+    ++counts_.repeated;
+    // Committing the same record again would be no harmless repetition: while it is parked, the table counts
+    // the handles it waits for once more.
+    if (nextHop.obstacle == Obstacle::none) return;
+  } else {
+    ++counts_.changed;
+  }
+  nextHop.contents = announced;
+  nextHop.obstacle = place(nextHop);
+  if (nextHop.obstacle != Obstacle::none) ++counts_.notPlaced;
+  counts_.peak = std::max(counts_.peak, byId_.size());
+  counts_.peakParked = std::max(counts_.peakParked, parkedCount_->value());
+}
+
+NextHops::Obstacle NextHops::place(NextHop& nextHop) {
+  const StandInTable::Handle interface = interfaces_.entry(nextHop.contents.interface);
+  if (!interface) return Obstacle::interfaceSlot;
+  const StandInTable::Handle mtuProfile = mtuProfiles_.entry(kDefaultMtu);
+  if (!mtuProfile) return Obstacle::mtuSlot;
+  const Adjacencies::Use adjacency = adjacencies_.use(nextHop.contents);
+  if (!adjacency) return Obstacle::adjacency;
+  if (!nextHop.key) nextHop.key = RowKey::RowKeyIs(rows_);
+  if (!nextHop.key) return Obstacle::row;
+
+  const Record record = recordOf(nextHop.contents, *adjacency, interface, mtuProfile);
+  nextHop.handle = commitTime_.measure([&] { return table_->entryCommit(nextHop.key, record); });
+  if (parked(nextHop)) {
+    // The row goes on naming the neighbour before, so that one keeps its number as well.
+    ++counts_.waited;
+  } else {
+    nextHop.adjacencies.clear();
+  }
+  nextHop.adjacencies.push_back(adjacency);
+  return Obstacle::none;
+}
+
+bool NextHops::nextHopDel(std::uint32_t id) {
+  const auto found = byId_.find(id);
+  if (found == byId_.end()) return false;
+  ++counts_.withdrawn;
+  NextHop nextHop = std::move(found->second);
+  byId_.erase(found);
+  if (nextHop.key) {
+    removeTime_.measure([&] {
+      table_->entryRemove(nextHop.key);
+      // The record leaves the table, and the row the hardware, when the last reference goes: this one.
+      nextHop.handle = nullptr;
+    });
+  }
+  return true;
+}
+
+bool NextHops::parked(const NextHop& nextHop) const {
+  return nextHop.key && table_->unresolvedEntry(nextHop.key) != nullptr;
+}
+
+std::size_t NextHops::parkedCount() const { return parkedCount_->value(); }
+
+std::string text(NextHops::Obstacle obstacle) {
+  switch (obstacle) {
+    case NextHops::Obstacle::none:
+      return "none";
+    case NextHops::Obstacle::row:
+      return "no free row";
+    case NextHops::Obstacle::interfaceSlot:
+      return "no free interface slot";
+    case NextHops::Obstacle::mtuSlot:
+      return "no free MTU-profile slot";
+    case NextHops::Obstacle::adjacency:
+      return "no free neighbour number";
+  }
+  return "unknown";
+}
+
+}  // namespace OrviaL3Agent

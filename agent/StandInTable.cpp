@@ -1,0 +1,80 @@
+#include "agent/StandInTable.h"
+
+#include <algorithm>
+
+#include "Vek/Memory.h"
+
+namespace OrviaL3Agent {
+
+class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::EntryHandle> {
+ public:
+  static constexpr const char* typeName() { return "OrviaL3Agent::StandInTable::Entry"; }
+
+  Entry(StandInTable& table, std::uint32_t key, std::uint32_t slot)
+      : table_(&table), key_(key), slot_(slot) {}
+  ~Entry() override {
+    if (table_ != nullptr) table_->entryDel(*this);
+  }
+
+  [[nodiscard]] std::uint32_t key() const { return key_; }
+  [[nodiscard]] std::uint32_t slot() const { return slot_; }
+  void tableDel() { table_ = nullptr; }
+  [[nodiscard]] std::optional<EventLoop::TimerId> timer() const { return timer_; }
+  void timerIs(std::optional<EventLoop::TimerId> timer) { timer_ = timer; }
+
+ private:
+  StandInTable* table_;
+  std::uint32_t key_;
+  std::uint32_t slot_;
+  std::optional<EventLoop::TimerId> timer_;
+};
+
+StandInTable::StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
+                           std::uint32_t lastSlot)
+    : loop_(loop), delay_(delay), slots_(kFirstSlot, lastSlot) {}
+
+StandInTable::~StandInTable() {
+  for (auto& [key, entry] : entries_) {
+    if (entry->timer()) loop_.timerDel(*entry->timer());
+    entry->tableDel();
+  }
+}
+
+StandInTable::Handle StandInTable::entry(std::uint32_t key) {
+  if (const auto found = entries_.find(key); found != entries_.end()) return found->second;
+  const std::optional<std::uint32_t> slot = slots_.take();
+  if (!slot) return {};
+  Vek::Ptr<Entry> entry(new Entry(*this, key, *slot));
+  entry->hasNotificationActiveIs(true);
+  entries_.emplace(key, entry.get());
+  peak_ = std::max(peak_, entries_.size());
+  if (delay_ && *delay_ > 0) {
+    entry->timerIs(loop_.timerIs(*delay_, [this, key] { program(key); }));
+  } else if (delay_) {
+    program(key);
+  }
+  return entry;
+}
+
+void StandInTable::program(std::uint32_t key) {
+  // Held, since what waits for the handle runs inside the setters and may let go of it.
+  const Vek::Ptr<Entry> entry(entries_.at(key));
+  entry->timerIs(std::nullopt);
+  // The row first: a handle in state 1 without a row would not count as programmed yet.
+  entry->hwEntryIndexIs(entry->slot());
+  entry->entryStateIs(Asic::HwTable::success());
+}
+
+void StandInTable::entryDel(const Entry& entry) {
+  if (entry.timer()) loop_.timerDel(*entry.timer());
+  entries_.erase(entry.key());
+  slots_.giveBack(entry.slot());
+}
+
+std::size_t StandInTable::programmed() const {
+  return static_cast<std::size_t>(
+      std::count_if(entries_.begin(), entries_.end(),
+                    [](const auto& keyed) { return keyed.second->isProgrammed(); }));
+}
+
+}  // namespace OrviaL3Agent

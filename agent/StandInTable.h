@@ -1,0 +1,65 @@
+// Stands in for a table of another part of a switch's agent: outgoing interfaces, MTU profiles.
+//
+// Next hops refer to entries of such tables through entry handles; here each entry is nothing but its
+// handle. An entry is made at its first use, gets the lowest free slot from 1 up as its row, and is
+// programmed some loop turns later, which is what keeps next hops waiting in real life:
+//
+//   StandInTable interfaces(loop, 2);
+//   Handle handle = interfaces.entry(7);   // same key, same handle while anyone holds it
+//
+// An entry lives as long as someone holds its handle, be it a next hop here or a record that is
+// parked or programmed in a table: a slot is never given to another entry while a hardware row may still
+// name it. Setting the row and the state of a handle runs whatever waits for it, within the loop's turn.
+//
+// Threading: the loop's thread. Ownership: handles are counted and owned by their users; the table
+// refers to them. A handle that outlives its table keeps its row and state and does nothing more.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+
+#include "Asic/SwTable.h"
+#include "agent/EventLoop.h"
+#include "agent/RowPool.h"
+
+namespace OrviaL3Agent {
+
+class StandInTable {
+ public:
+  using Handle = Vek::Ptr<Asic::SwTable::EntryHandle const>;
+
+  // Pointer fields of hardware rows are 16 bits wide; in them 0 means "none" and all ones is what a
+  // handle without a row shows.
+  static constexpr std::uint32_t kFirstSlot = 1;
+  static constexpr std::uint32_t kLastSlot = 0xFFFE;
+
+  // `delay`: turns from the first use to the programming; 0 is within the first use, nothing is
+  // never.
+  StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
+               std::uint32_t lastSlot = kLastSlot);
+  ~StandInTable();
+  StandInTable(const StandInTable&) = delete;
+  StandInTable& operator=(const StandInTable&) = delete;
+
+  // Finds or makes the entry; empty when every slot is taken.
+  [[nodiscard]] Handle entry(std::uint32_t key);
+
+  [[nodiscard]] std::size_t size() const { return entries_.size(); }
+  [[nodiscard]] std::size_t programmed() const;
+  [[nodiscard]] std::size_t peak() const { return peak_; }
+
+ private:
+  class Entry;
+
+  void program(std::uint32_t key);
+  void entryDel(const Entry& entry);
+
+  EventLoop& loop_;
+  std::optional<EventLoop::Turn> delay_;
+  RowPool slots_;
+  std::map<std::uint32_t, Entry*> entries_;
+  std::size_t peak_ = 0;
+};
+
+}  // namespace OrviaL3Agent

@@ -1,0 +1,74 @@
+#include "agent/fpm/Attributes.h"
+
+#include <fmt/format.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+
+namespace OrviaL3Agent::Fpm {
+
+void Area::tooSmall(const char* name, std::size_t expected) const {
+  throw StreamError(offset_, fmt::format("{} bytes are too few for the {} of {} bytes", size(), name,
+                                         expected));
+}
+
+AttributeStep attributeAt(const Area& area) {
+  if (area.size() < sizeof(nlattr)) {
+    throw StreamError(area.offset(),
+                      fmt::format("{} stray bytes where an attribute should start", area.size()));
+  }
+  // Attributes start at multiples of four from the start of the frame's payload, which is aligned.
+  const auto* attr = reinterpret_cast<const nlattr*>(area.bytes().data());
+  const std::uint16_t type = mnl_attr_get_type(attr);
+  const std::size_t length = mnl_attr_get_len(attr);
+  if (!mnl_attr_ok(attr, static_cast<int>(area.size()))) {
+    throw StreamError(area.offset(),
+                      length < sizeof(nlattr)
+                          ? fmt::format("attribute {} has length {}, smaller than its header of {} bytes",
+                                        type, length, sizeof(nlattr))
+                          : fmt::format("attribute {} of {} bytes does not fit into the remaining {}",
+                                        type, length, area.size()));
+  }
+  AttributeStep step{{type, area.offset(), area.first(length).from(sizeof(nlattr))}, 0};
+  // The last attribute may come without its padding.
+  step.size = std::min<std::size_t>(MNL_ALIGN(length), area.size());
+  return step;
+}
+
+void wrongSize(const Attribute& attribute, const char* name, const std::string& expected) {
+  throw StreamError(attribute.offset, fmt::format("{} has {} bytes of payload, expected {}", name,
+                                                  attribute.payload.size(), expected));
+}
+
+std::uint32_t u32Of(const Attribute& attribute, const char* name) {
+  std::uint32_t value = 0;
+  if (attribute.payload.size() != sizeof value) wrongSize(attribute, name, "4");
+  std::memcpy(&value, attribute.payload.bytes().data(), sizeof value);
+  return value;
+}
+
+std::size_t addressSize(std::uint8_t family) {
+  if (family == AF_INET) return 4;
+  if (family == AF_INET6) return 16;
+  return 0;
+}
+
+Address addressOf(const Attribute& attribute, const char* name, std::uint8_t family) {
+  const std::size_t size = addressSize(family);
+  if (size == 0 || attribute.payload.size() != size) {
+    wrongSize(attribute, name, fmt::format("{} for {}", size, familyText(family)));
+  }
+  Address address;
+  address.family = family;
+  std::memcpy(address.bytes.data(), attribute.payload.bytes().data(), size);
+  return address;
+}
+
+Address addressOf(const Attribute& attribute, const char* name) {
+  for (const auto family : {std::uint8_t{AF_INET}, std::uint8_t{AF_INET6}}) {
+    if (attribute.payload.size() == addressSize(family)) return addressOf(attribute, name, family);
+  }
+  wrongSize(attribute, name, "4 or 16");
+}
+
+}  // namespace OrviaL3Agent::Fpm

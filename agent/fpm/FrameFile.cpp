@@ -1,0 +1,50 @@
+#include "agent/fpm/FrameFile.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace OrviaL3Agent::Fpm {
+namespace {
+
+// As much as the largest frame: one piece always gets a waiting frame forward.
+constexpr std::size_t kPieceSize = 64 * 1024;
+
+[[noreturn]] void fail(const std::string& path, const char* doing) {
+  const int error = errno != 0 ? errno : EIO;
+  throw std::system_error(error, std::generic_category(), std::string(doing) + " " + path);
+}
+
+}  // namespace
+
+FrameFile::FrameFile(const std::string& path) : path_(path), piece_(kPieceSize) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  // A directory and a device have no size; neither is a recording.
+  if (error) throw std::system_error(error, "cannot open " + path);
+  size_ = size;
+  errno = 0;
+  file_.open(path, std::ios::binary);
+  if (!file_) fail(path, "cannot open");
+}
+
+bool FrameFile::feedPiece() {
+  errno = 0;
+  file_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
+  if (file_.bad()) fail(path_, "cannot read");
+  const auto count = static_cast<std::size_t>(file_.gcount());
+  reader_.feed(std::as_bytes(std::span(piece_.data(), count)));
+  return count > 0;
+}
+
+std::optional<Frame> FrameFile::next() {
+  for (;;) {
+    if (auto frame = reader_.next()) return frame;
+    if (!feedPiece()) {
+      reader_.finish();
+      return std::nullopt;
+    }
+  }
+}
+
+}  // namespace OrviaL3Agent::Fpm

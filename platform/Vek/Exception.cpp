@@ -1,0 +1,10 @@
+#include "Vek/Exception.h"
+
+namespace Vek {
+
+// Defined here so that each exception type has one home and is caught across shared objects.
+Exception::~Exception() = default;
+RangeException::~RangeException() = default;
+ReinstantiationException::~ReinstantiationException() = default;
+
+}  // namespace Vek

@@ -1,0 +1,26 @@
+// A counted, read-only view of a value whose type only its maker and its reader know: the pair of a
+// framework type and the address of the value.
+#pragma once
+
+#include "Vek/PtrInterface.h"
+
+namespace Vek {
+
+class VEK_EXPORT GenericIf : public PtrInterface {
+ public:
+  GenericIf(VekType valueType, void const* value) : valueType_(valueType), value_(value) {}
+  [[nodiscard]] VekType fwkType() const override;
+  ~GenericIf() override;
+
+  static VekType classType();
+
+  [[nodiscard]] VekType valueType() const { return valueType_; }
+  // Valid as long as the value that the maker passed.
+  [[nodiscard]] void const* value() const { return value_; }
+
+ private:
+  VekType valueType_;
+  void const* value_;
+};
+
+}  // namespace Vek

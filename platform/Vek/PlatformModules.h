@@ -1,0 +1,39 @@
+// The framework modules of the platform's own classes: their type numbers and names.
+#pragma once
+
+#include "Vek/VekType.h"
+
+namespace Vek {
+
+VEK_EXPORT extern VekModule const vekModule;
+struct VekNumbers {
+  static constexpr std::uint16_t ptrInterface = 0;
+  static constexpr std::uint16_t notifieeConst = 1;
+  static constexpr std::uint16_t entity = 2;
+  static constexpr std::uint16_t genericIf = 3;
+};
+
+}  // namespace Vek
+
+namespace Asic {
+
+VEK_EXPORT extern Vek::VekModule const asicModule;
+struct AsicNumbers {
+  static constexpr std::uint16_t swTable = 0;
+  static constexpr std::uint16_t entryHandle = 1;
+  static constexpr std::uint16_t hwTable = 2;
+  static constexpr std::uint16_t feature = 3;
+};
+
+}  // namespace Asic
+
+namespace OrviaAsicUtils {
+
+VEK_EXPORT extern Vek::VekModule const asicUtilsModule;
+struct AsicUtilsNumbers {
+  static constexpr std::uint16_t swTable = 0;
+  static constexpr std::uint16_t swTableUtil = 1;
+  static constexpr std::uint16_t writeResponseSm = 2;
+};
+
+}  // namespace OrviaAsicUtils

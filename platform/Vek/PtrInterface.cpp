@@ -1,0 +1,96 @@
+#include "Vek/PtrInterface.h"
+
+#include <exception>
+
+#include "Vek/NotifieeConst.h"
+#include "Vek/PlatformModules.h"
+
+namespace Vek {
+
+namespace detail {
+constinit bool threadSafePointersOn = false;
+}
+
+void threadSafePointersIs(bool on) { detail::threadSafePointersOn = on; }
+
+namespace {
+// The count of an object under destruction: far from zero, so that references which its end takes
+// and drops never reach it.
+constexpr std::uint32_t dyingReferences = 1U << 30;
+}  // namespace
+
+ChainHook<NotifieeConst>& NotifieeList::Hook::of(NotifieeConst& notifiee) { return notifiee.hook_; }
+
+void NotifieeList::visitAll(AttributeId attributeId, void const* key) {
+  Ptr<PtrInterface const> const alive(static_cast<PtrInterface const*>(this));
+  std::exception_ptr first;
+  notifiees_.walk([&](NotifieeConst& notifiee) {
+    if (!notifiee.hasNotificationActive()) return;
+    try {
+      notifiee.onAttribute(attributeId, key);
+    } catch (...) {
+      if (!first) first = std::current_exception();
+    }
+  });
+  if (first) std::rethrow_exception(first);
+}
+
+NotifieeList* PtrInterface::notifieeList() const { return const_cast<PtrInterface*>(this); }
+
+void PtrInterface::hasNotificationActiveIs(bool active) { hasNotificationActive_ = active; }
+
+void PtrInterface::zeroReferencesIs(bool zero) {
+  if (zero) delete this;
+}
+
+VekType PtrInterface::fwkType() const { return classType(); }
+VekType PtrInterface::classType() { return {&vekModule, VekNumbers::ptrInterface}; }
+
+void PtrInterface::handleZeroRef() const {
+  references_ = dyingReferences;
+  const_cast<PtrInterface*>(this)->zeroReferencesIs(true);
+}
+
+PtrInterface::~PtrInterface() {
+  while (NotifieeConst* notifiee = notifiees_.first()) {
+    notifiees_.remove(*notifiee);
+    notifiee->isRegisteredNotifiee_ = false;
+    notifiee->notifier_ = nullptr;
+    notifiee->onZeroReferences();
+  }
+}
+
+void NotifieeConst::hasNotificationActiveIs(bool active) {
+  if (active == hasNotificationActive()) return;
+  PtrInterface::hasNotificationActiveIs(active);
+}
+
+VekType NotifieeConst::fwkType() const { return classType(); }
+VekType NotifieeConst::classType() { return {&vekModule, VekNumbers::notifieeConst}; }
+
+NotifieeConst::~NotifieeConst() { isRegisteredNotifieeIs(false); }
+
+void NotifieeConst::onZeroReferences() {}
+
+void NotifieeConst::vekDoZombieReactors(bool zombie) {
+  if (markedForDeletion_ == zombie) return;
+  if (notifier_ != nullptr) hasNotificationActiveIs(!zombie);
+  markedForDeletion_ = zombie;
+}
+
+void NotifieeConst::notifierIs(PtrInterface const* notifier) {
+  isRegisteredNotifieeIs(false);
+  notifier_ = notifier;
+}
+
+void NotifieeConst::isRegisteredNotifieeIs(bool registered) {
+  if (registered == isRegisteredNotifiee_ || notifier_ == nullptr) return;
+  isRegisteredNotifiee_ = registered;
+  if (registered) {
+    notifier_->notifieeList()->notifiees_.append(*this);
+  } else {
+    notifier_->notifieeList()->notifiees_.remove(*this);
+  }
+}
+
+}  // namespace Vek
