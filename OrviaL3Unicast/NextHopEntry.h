@@ -31,6 +31,8 @@ struct NextHopFields {
   Vek::U5 strengthProfileIdx;
   Vek::U4 systemOpcode;
   Vek::U2 viewType;
+
+  friend bool operator==(NextHopFields const&, NextHopFields const&) = default;
 };
 
 template <class Name>
@@ -59,6 +61,9 @@ class NextHopEntry : public engine::NeededHandleCollection {
     l3Oif1HandleIs(l3Oif1Handle);
     mtuProfilePtrHandleIs(mtuProfilePtrHandle);
   }
+
+  // All stored fields at once, for hardware that takes a whole row.
+  [[nodiscard]] NextHopFields const& fields() const { return fields_; }
 
   [[nodiscard]] std::uint16_t destination() const { return fields_.destination; }
   void destinationIs(std::uint16_t value) { fields_.destination = value; }

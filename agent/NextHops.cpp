@@ -40,8 +40,7 @@ NextHops::NextHops(Vek::Ptr<Table> table, StandInTable& interfaces, StandInTable
     : table_(std::move(table)),
       interfaces_(interfaces),
       mtuProfiles_(mtuProfiles),
-      rows_(std::move(rows)),
-      parkedCount_(ParkedCount::ParkedCountIs(table_)) {}
+      rows_(std::move(rows)) {}
 
 NextHops::~NextHops() = default;
 
@@ -62,7 +61,7 @@ void NextHops::nextHopIs(const Fpm::NextHop& announced) {
   nextHop.obstacle = place(nextHop);
   if (nextHop.obstacle != Obstacle::none) ++counts_.notPlaced;
   counts_.peak = std::max(counts_.peak, byId_.size());
-  counts_.peakParked = std::max(counts_.peakParked, parkedCount_->value());
+  counts_.peakParked = std::max(counts_.peakParked, table_->unresolvedEntrys());
 }
 
 NextHops::Obstacle NextHops::place(NextHop& nextHop) {
@@ -106,8 +105,6 @@ bool NextHops::nextHopDel(std::uint32_t id) {
 bool NextHops::parked(const NextHop& nextHop) const {
   return nextHop.key && table_->unresolvedEntry(nextHop.key) != nullptr;
 }
-
-std::size_t NextHops::parkedCount() const { return parkedCount_->value(); }
 
 std::string text(NextHops::Obstacle obstacle) {
   switch (obstacle) {

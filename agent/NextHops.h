@@ -28,7 +28,6 @@
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/Adjacencies.h"
 #include "agent/OperationTime.h"
-#include "agent/ParkedCount.h"
 #include "agent/RowKey.h"
 #include "agent/StandInTable.h"
 #include "agent/fpm/Messages.h"
@@ -80,7 +79,6 @@ class NextHops {
   // By ascending id.
   [[nodiscard]] const std::map<std::uint32_t, NextHop>& nextHops() const { return byId_; }
   [[nodiscard]] bool parked(const NextHop& nextHop) const;
-  [[nodiscard]] std::size_t parkedCount() const;
 
   [[nodiscard]] const Counts& counts() const { return counts_; }
   [[nodiscard]] const OperationTime& commitTime() const { return commitTime_; }
@@ -94,7 +92,6 @@ class NextHops {
   StandInTable& mtuProfiles_;
   std::shared_ptr<RowPool> rows_;
   Adjacencies adjacencies_;
-  Vek::Ptr<ParkedCount> parkedCount_;
   std::map<std::uint32_t, NextHop> byId_;
   Counts counts_;
   OperationTime commitTime_;

@@ -1,15 +1,16 @@
 // The key of a next hop in the ingress table: a handle that stands for a hardware row which the agent
 // reserved for it.
 //
-// The ingress table takes rows from nowhere: its key is an entry handle of somebody else and the key's row is
-// the row to write. The agent is that somebody. A key has its row and says "programmed" from the start,
-// which is what the table requires of a key before the first write. The row goes back to the pool with the key, and so
-// not before everything in the table that refers to the key is gone.
+// The ingress table takes rows from nowhere: its key is an entry handle of somebody else and the key's
+// row is the row to write. The agent is that somebody. A key has its row and says "programmed" from the
+// start, which is what the table requires of a key before the first write.
 //
 // Threading: the loop's thread. Ownership: counted; keeps the pool alive.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "Asic/SwTable.h"
@@ -31,9 +32,13 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
     return key;
   }
 
-  ~RowKey() override { rows_->giveBack(row_); }
+  ~RowKey() override { rowDel(); }
 
-  [[nodiscard]] std::uint32_t row() const { return row_; }
+  // Gives the row back, once; at the latest the key's end does. To be called when nothing is written under the key any
+  // more: an answer of the hardware that is still on its way may keep the key itself alive, and the row need not wait for it.
+  void rowDel() {
+    if (row_) rows_->giveBack(*std::exchange(row_, std::nullopt));
+  }
 
  private:
   RowKey(std::shared_ptr<RowPool> rows, std::uint32_t row) : rows_(std::move(rows)), row_(row) {
@@ -42,8 +47,7 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
   }
 
   std::shared_ptr<RowPool> rows_;
-  // A copy, since whoever may set the handle's row must not be able to free another one.
-  std::uint32_t row_;
+  std::optional<std::uint32_t> row_;  // until it was given back
 };
 
 }  // namespace OrviaL3Agent

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -326,28 +327,40 @@ TEST(RingFileTest, RefusesSizesThatCannotBe) {
 
 TEST(RingFileTest, StaysInsideItsRingWhenSomebodyElseWritesIntoTheFile) {
   TemporaryFolder const folder;
+  for (char const damage : {'\xFF', '\0', '\x20'}) {
+    std::string const path = folder.file("ring");
+    auto const file = TraceFile::open(path, smallConfig());
+    NumberStatement statement("robust ");
+    for (unsigned i = 0; i < 50; ++i) {
+      statement.record(file.get(), i);
+    }
+    Layout::Header header;
+    std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(&header), sizeof header);
+    {
+      std::fstream writer(path, std::ios::binary | std::ios::in | std::ios::out);
+      writer.seekp(static_cast<std::streamoff>(Layout::kStateOffset));
+      writer << std::string(sizeof(Layout::State), damage);
+      writer.seekp(static_cast<std::streamoff>(header.ringOffset));
+      writer << std::string(header.ringSize, damage);
+    }
+    for (unsigned i = 100; i < 200; ++i) {
+      statement.record(file.get(), i);
+    }
+    RingText const text = readFile(path);
+    EXPECT_EQ(text.summary.error, "");
+    ASSERT_FALSE(text.lines.empty());
+    EXPECT_THAT(text.lines.back(), EndsWith(" robust 199"));
+  }
+}
+
+TEST(RingFileTest, ReservesItsDiskSpaceAtOnce) {
+  TemporaryFolder const folder;
   std::string const path = folder.file("ring");
-  auto const file = TraceFile::open(path, smallConfig());
-  NumberStatement statement("robust ");
-  for (unsigned i = 0; i < 50; ++i) {
-    statement.record(file.get(), i);
-  }
-  Layout::Header header;
-  std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(&header), sizeof header);
-  {
-    std::fstream damage(path, std::ios::binary | std::ios::in | std::ios::out);
-    damage.seekp(static_cast<std::streamoff>(Layout::kStateOffset));
-    damage << std::string(sizeof(Layout::State), '\xFF');
-    damage.seekp(static_cast<std::streamoff>(header.ringOffset));
-    damage << std::string(header.ringSize, '\xFF');
-  }
-  for (unsigned i = 100; i < 200; ++i) {
-    statement.record(file.get(), i);
-  }
-  RingText const text = readFile(path);
-  EXPECT_EQ(text.summary.error, "");
-  ASSERT_FALSE(text.lines.empty());
-  EXPECT_THAT(text.lines.back(), EndsWith(" robust 199"));
+  auto const file = TraceFile::open(path);
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_GT(status.st_size, 1 << 20);
+  EXPECT_GE(status.st_blocks * 512, status.st_size);
 }
 
 }  // namespace

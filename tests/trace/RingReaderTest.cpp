@@ -253,6 +253,12 @@ TEST(RingReaderTest, RefusesSizesThatDoNotAddUp) {
   }
 }
 
+TEST(RingReaderTest, RefusesAHeaderThatIsDamagedWhereItDoesNotShow) {
+  Image image = makeSample().image;
+  image[offsetof(Layout::Header, createdAt)] ^= std::byte{1};
+  EXPECT_EQ(readImage(image).summary.error, "has a damaged header");
+}
+
 TEST(RingReaderTest, RefusesAnotherVersionAndAnotherByteOrder) {
   Sample const sample = makeSample();
   Image image = sample.image;

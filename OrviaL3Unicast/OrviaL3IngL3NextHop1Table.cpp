@@ -1,0 +1,63 @@
+#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
+
+#include "OrviaL3Unicast/engine/Instantiate.h"
+#include "Vek/PlatformModules.h"
+
+namespace OrviaL3Unicast {
+namespace {
+
+using Traits = IngL3NextHop1Traits;
+
+constexpr Vek::VekType notifiee{&Vek::vekModule, Vek::VekNumbers::notifieeConst};
+constexpr Vek::VekTypeInfo types[] = {
+    {Traits::numbers.table,
+     "OrviaL3Unicast::IngL3NextHop1Table",
+     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTable}},
+    {Traits::numbers.entryHandle,
+     "OrviaL3Unicast::IngL3NextHop1Table::EntryHandle",
+     {&Asic::asicModule, Asic::AsicNumbers::entryHandle}},
+    {Traits::numbers.pendingEntrySm, "OrviaL3Unicast::IngL3NextHop1Table::PendingEntrySm",
+     notifiee},
+    {Traits::numbers.unresolvedEntry,
+     "OrviaL3Unicast::IngL3NextHop1Table::UnresolvedEntry",
+     {&Vek::vekModule, Vek::VekNumbers::ptrInterface}},
+    {Traits::numbers.neededEntryHandleSm,
+     "OrviaL3Unicast::IngL3NextHop1Table::UnresolvedEntry::NeededEntryHandleSm", notifiee},
+    {Traits::numbers.util,
+     "OrviaL3Unicast::IngL3NextHop1TableUtil",
+     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTableUtil}},
+};
+
+}  // namespace
+
+constinit Vek::VekModule const _OrviaL3IngL3NextHop1Table_b978fb95_vekModule{
+    "OrviaL3IngL3NextHop1Table", types};
+
+template class engine::TableLink<Traits>;
+template class engine::TableBase<Traits>;
+template class engine::EntryHandle<Traits>;
+template class engine::PendingEntrySm<Traits>;
+template class engine::NeededEntryHandleSm<Traits>;
+template class engine::NeededHandleTally<Traits>;
+template class engine::UnresolvedEntry<Traits>;
+template class engine::EntryTable<Traits>;
+template class engine::KeyRowTable<Traits>;
+
+Vek::Ptr<IngL3NextHop1Table> IngL3NextHop1Table::IngL3NextHop1TableIs() {
+  Vek::Ptr<IngL3NextHop1Table> table = new IngL3NextHop1Table;
+  table->hasNotificationActiveIs(true);
+  return table;
+}
+
+IngL3NextHop1Table::IngL3NextHop1Table() = default;
+
+IngL3NextHop1Table::~IngL3NextHop1Table() { takeApart(); }
+
+IngL3NextHop1TableUtil::IngL3NextHop1TableUtil(Vek::String const& name) : SwTableUtil(name) {}
+IngL3NextHop1TableUtil::~IngL3NextHop1TableUtil() = default;
+Vek::VekType IngL3NextHop1TableUtil::fwkType() const { return classType(); }
+Vek::VekType IngL3NextHop1TableUtil::classType() {
+  return {Traits::module(), Traits::numbers.util};
+}
+
+}  // namespace OrviaL3Unicast

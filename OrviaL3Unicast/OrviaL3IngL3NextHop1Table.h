@@ -1,0 +1,120 @@
+// The ingress L3 next-hop table, as seen for ordinary next hops.
+//
+// Keyed by an entry handle of another table: its owner chose the hardware row, the key's
+// hwEntryIndex(). The record points at an outgoing interface and an MTU profile through the entry
+// handles of their tables, and is held back until both are programmed. See
+// engine/EntryTable.h and engine/KeyRowTable.h for every operation.
+//
+//   auto table = IngL3NextHop1Table::IngL3NextHop1TableIs();
+//   table->utilIs(utility); table->hwTableIs(hwTable); table->hwTableReadyIs(true);
+//   auto handle = table->entryCommitWithResponseHandler(key, entry, [](auto state) { ... });
+//   ...
+//   table->entryRemove(key); handle = nullptr;  // both: see KeyRowTable
+//
+// One thread; callers hold counted references to the table and to the handles.
+#pragma once
+
+#include <cstdint>
+
+#include "OrviaL3Unicast/NextHopEntry.h"
+#include "OrviaL3Unicast/engine/KeyRowTable.h"
+#include "OrviaL3Unicast/plumbing/Export.h"
+#include "OrviaL3Unicast/plumbing/FixedString.h"
+#include "Vek/Hash.h"
+
+namespace OrviaL3Unicast {
+
+class IngL3NextHop1Table;
+class IngL3NextHop1TableUtil;
+
+// The framework module of this unit's types.
+ORVIA_L3_EXPORT extern Vek::VekModule const _OrviaL3IngL3NextHop1Table_b978fb95_vekModule;
+
+struct IngL3NextHop1Traits {
+  using Table = IngL3NextHop1Table;
+  using Key = Vek::Ptr<Asic::SwTable::EntryHandle const>;
+  using Entry = NextHopEntry<IngL3NextHop1Traits>;
+  using Util = IngL3NextHop1TableUtil;
+  // Keys are handle objects, told apart by identity.
+  struct KeyHash {
+    std::uint32_t operator()(Key const& key, unsigned seed) const {
+      return Vek::hashFold(Vek::hashMix(reinterpret_cast<std::uintptr_t>(key.get()), seed));
+    }
+  };
+
+  static constexpr plumbing::FixedString qualifiedName = "OrviaL3Unicast::IngL3NextHop1Table";
+  static constexpr plumbing::FixedString keyText = "Vek::Ptr<const Asic::SwTable::EntryHandle>";
+  static constexpr char const* sourceUnit() { return "OrviaL3IngL3NextHop1Table"; }
+  static constexpr char const* traceHandleName() { return "OrviaL3UnicastIngL3NextHop1Table"; }
+  static constexpr Vek::VekModule const* module() {
+    return &_OrviaL3IngL3NextHop1Table_b978fb95_vekModule;
+  }
+  static constexpr engine::TypeNumbers numbers{.table = 0,
+                                               .entryHandle = 2,
+                                               .pendingEntrySm = 4,
+                                               .unresolvedEntry = 5,
+                                               .neededEntryHandleSm = 6,
+                                               .util = 7,
+                                               .utilLoader = 8};
+};
+static_assert(engine::TableTraits<IngL3NextHop1Traits>);
+
+extern template class ORVIA_L3_EXPORT engine::TableLink<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::TableBase<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::EntryHandle<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::PendingEntrySm<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::NeededEntryHandleSm<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::UnresolvedEntry<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::EntryTable<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT engine::KeyRowTable<IngL3NextHop1Traits>;
+
+class ORVIA_L3_EXPORT IngL3NextHop1Table final
+    : public Vek::Tracked<IngL3NextHop1Table, engine::KeyRowTable<IngL3NextHop1Traits>> {
+ public:
+  // A table ready to be attached to its platform.
+  static Vek::Ptr<IngL3NextHop1Table> IngL3NextHop1TableIs();
+
+  IngL3NextHop1Table();
+  // Ends the handles that nobody else holds (their rows are deleted while hardware is ready), then the
+  // pending reactors, then the parked records. No response handler is called. A handle that outlives
+  // the table is cut off from it.
+  ~IngL3NextHop1Table() override;
+
+  static constexpr char const* typeName() { return IngL3NextHop1Traits::qualifiedName.c_str(); }
+};
+
+// What a hardware plug-in implements for this table. The operations only start their work; the
+// hardware's answer comes later, on the handle that the table's entryHandleAccess(key) gives:
+// hwEntryIndexIs, then entryStateIs. An answer from within hwTableEntryIs is allowed.
+class ORVIA_L3_EXPORT IngL3NextHop1TableUtil : public OrviaAsicUtils::SwTableUtil {
+ public:
+  using Key = IngL3NextHop1Traits::Key;
+  using Entry = IngL3NextHop1Traits::Entry;
+
+  explicit IngL3NextHop1TableUtil(Vek::String const& name);
+  [[nodiscard]] Vek::VekType fwkType() const override;
+  ~IngL3NextHop1TableUtil() override;
+
+  // The virtual operations from here on keep this order.
+  // The lowest and the highest row that the table may use.
+  [[nodiscard]] virtual std::uint32_t minIndex() const = 0;
+  [[nodiscard]] virtual std::uint32_t maxIndex() const = 0;
+  // The row that the hardware holds for the key, or the invalid index.
+  [[nodiscard]] virtual Asic::Index hwTableEntryIndex(Vek::Ptr<Asic::HwTable> const& hwTable,
+                                                      Key const& key) const = 0;
+  // Writes one entry at the key's row.
+  virtual void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const& hwTable, Key const& key,
+                              Entry const& entry) = 0;
+  // Deletes the entry at the key's row. Called once the record has left the table's collection.
+  virtual void hwTableEntryDel(Vek::Ptr<Asic::HwTable> const& hwTable, Key const& key) = 0;
+  // Empties the hardware table.
+  virtual void hwTableEntryDelAll(Vek::Ptr<Asic::HwTable> const& hwTable) = 0;
+  // Refills the software table from what the hardware table holds.
+  virtual void syncEntries(Vek::Ptr<Asic::HwTable> const& hwTable,
+                           Vek::Ptr<OrviaAsicUtils::SwTable> const& swTable) = 0;
+
+  static Vek::VekType classType();
+};
+
+}  // namespace OrviaL3Unicast

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <utility>
+
+#include "OrviaL3Unicast/engine/EntryTable.h"
+
+namespace OrviaL3Unicast::engine {
+
+template <class T>
+EntryTable<T>::EntryTable() = default;
+
+template <class T>
+EntryTable<T>::~EntryTable() = default;
+
+template <class T>
+void EntryTable<T>::entryIs(Key const& key, Entry const& entry) {
+  std::optional<Entry> fresh(entry);  // becomes the overwritten record, and is released last
+  std::optional<Entry>& column = store_.findOrInsert(key).value.entry;
+  if (column) {
+    if (*column == entry) return;
+  } else {
+    ++counts_.entrys;
+  }
+  column.swap(fresh);
+  this->table().handleEntry(key);
+  this->announceKey(TableAttribute::entry, key);
+}
+
+template <class T>
+typename T::Entry EntryTable<T>::entryDel(Key const& key) {
+  Node* const node = store_.find(key);
+  if (node == nullptr || !node->value.entry) return {};
+  Entry taken = *std::move(node->value.entry);
+  node->value.entry.reset();
+  --counts_.entrys;
+  releaseIfEmpty(*node);
+  this->table().handleEntry(key);
+  this->announceKey(TableAttribute::entry, key);
+  return taken;
+}
+
+template <class T>
+typename T::Entry EntryTable<T>::entry(Key const& key) const {
+  Node const* const node = store_.find(key);
+  return node != nullptr && node->value.entry ? *node->value.entry : Entry();
+}
+
+template <class T>
+bool EntryTable<T>::entryExists(Key const& key) const {
+  Node const* const node = store_.find(key);
+  return node != nullptr && node->value.entry;
+}
+
+template <class T>
+void EntryTable<T>::dropEverything() {
+  this->detachHandles();
+  unresolvedEntryDelAll();
+  store_.clear();
+  counts_ = {};
+}
+
+}  // namespace OrviaL3Unicast::engine

@@ -1,0 +1,64 @@
+// The handle that a write returns: the entry's row and state, its key, and the caller's handler.
+//
+// One class per table. While callers (and, for committed entries, the table) hold a handle, its entry
+// lives; when the last reference goes, cleanup() removes everything that the table keeps for the key.
+// A handle does not keep its table alive; once the table is gone, its end does nothing more.
+#pragma once
+
+#include <cstdint>
+
+#include "OrviaL3Unicast/WriteResponseHandler.h"
+#include "OrviaL3Unicast/engine/TableBase.h"
+
+namespace OrviaL3Unicast::engine {
+
+template <class T>
+class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::EntryHandle> {
+ public:
+  using Table = typename T::Table;
+  using Key = typename T::Key;
+  using Ptr = Vek::Ptr<EntryHandle>;
+  using PtrConst = Vek::Ptr<EntryHandle const>;
+
+  // Nothing in the engine sets or tests the mode; it is there for tools.
+  enum Mode : std::uint8_t { add = 0, del = 1 };
+
+  static constexpr Vek::AttributeId keyAttribute{3};
+  static constexpr Vek::AttributeId swTableAttribute{4};
+  static constexpr Vek::AttributeId modeAttribute{5};
+
+  // A new handle, ready for use and registered nowhere.
+  static Ptr EntryHandleIs(Key const& key, Table* table);
+
+  EntryHandle(Key const& key, Table* table);
+  [[nodiscard]] Vek::VekType fwkType() const override;
+  // cleanup(), then the response handler goes, then the base.
+  ~EntryHandle() override;
+
+  static Vek::VekType classType();
+  static constexpr char const* typeName() { return nestedName<T, "EntryHandle">.c_str(); }
+
+  [[nodiscard]] Key const& key() const { return key_; }
+  // The owning table, or none once it is gone.
+  [[nodiscard]] Table* swTable() const { return link_ ? link_->table() : nullptr; }
+  [[nodiscard]] Mode mode() const { return mode_; }
+  // Announces a changed value only.
+  void modeIs(Mode mode);
+  [[nodiscard]] WriteResponseHandler const& writeResponseHandler() const {
+    return writeResponseHandler_;
+  }
+  // The previous handler is destroyed when the new one is in place.
+  void writeResponseHandlerIs(WriteResponseHandler const& handler);
+
+  // Removes what the table keeps for the key: the parked record, then the programmed one (with its
+  // hardware row). Runs inside whatever dropped the last reference; the table announces each removal.
+  void cleanup();
+
+ private:
+  Key const key_;
+  Vek::Ptr<TableLink<T>> link_;
+  Mode mode_ = add;
+  WriteResponseHandler writeResponseHandler_;
+};
+
+}  // namespace OrviaL3Unicast::engine

@@ -1,0 +1,82 @@
+// Who a table is: its types, its utility, its announcements. Base of all four tables.
+#pragma once
+
+#include "Asic/AutoRemoveType.h"
+#include "OrviaAsicUtils/SwTable.h"
+#include "OrviaAsicUtils/SwTableUtil.h"
+#include "OrviaL3Unicast/engine/TableTraits.h"
+
+namespace OrviaL3Unicast::engine {
+
+// Under which attribute a table announces the changes of each of its collections; the key of the
+// announcement points to the changed key (none for writeResponseSm).
+struct TableAttribute {
+  static constexpr Vek::AttributeId entry{OrviaAsicUtils::SwTable::firstTableAttribute + 0};
+  static constexpr Vek::AttributeId entryHandle{OrviaAsicUtils::SwTable::firstTableAttribute + 1};
+  static constexpr Vek::AttributeId unresolvedEntry{OrviaAsicUtils::SwTable::firstTableAttribute +
+                                                    3};
+  static constexpr Vek::AttributeId pendingEntrySm{OrviaAsicUtils::SwTable::firstTableAttribute +
+                                                   4};
+};
+
+// A handle's way back to its table: does not keep the table alive, and is empty once the table is
+// gone. One per table, shared by all of its handles.
+template <class T>
+class TableLink final : public Vek::Tracked<TableLink<T>, Vek::PtrInterface> {
+ public:
+  using Table = typename T::Table;
+  explicit TableLink(Table* table) : table_(table) {}
+
+  static constexpr char const* typeName() { return nestedName<T, "TableLink">.c_str(); }
+  [[nodiscard]] Table* table() const { return table_; }
+  void tableDel() { table_ = nullptr; }
+
+ private:
+  Table* table_;
+};
+
+template <class T>
+class TableBase : public OrviaAsicUtils::SwTable {
+ public:
+  using Table = typename T::Table;
+  using Key = typename T::Key;
+  using Util = typename T::Util;
+  using Attribute = TableAttribute;
+
+  [[nodiscard]] Vek::VekType fwkType() const override;
+  static Vek::VekType classType();
+
+  // The table's utility. Requires that one is set (utilIs) and that it is of the table's own utility
+  // class; aborts otherwise, naming both.
+  [[nodiscard]] Vek::Ptr<Util> util() const;
+
+  // Does nothing, in every table.
+  void entryDummyWrite(Asic::AutoRemoveType) const {}
+
+  // What the table's handles hold instead of the table itself.
+  [[nodiscard]] Vek::Ptr<TableLink<T>> const& link() const { return link_; }
+
+ protected:
+  TableBase();
+  ~TableBase() override;
+
+  // The concrete table. Operations that notify hold a count on it: a handler may drop the last other.
+  [[nodiscard]] Table& table();
+  [[nodiscard]] Table const& table() const;
+
+  void announceKey(Vek::AttributeId attribute, Key const& key) {
+    if (!this->isWatched()) [[likely]] return;
+    Key const copy = key;  // the member that carries the key may go while it is announced
+    this->announce(attribute, &copy);
+  }
+
+  // Cuts the handles that outlive the table off from it.
+  void detachHandles() { link_->tableDel(); }
+
+ private:
+  Vek::Ptr<TableLink<T>> link_;
+  // The utility that was last found to be of the right class.
+  mutable OrviaAsicUtils::SwTableUtil* checkedUtil_ = nullptr;
+};
+
+}  // namespace OrviaL3Unicast::engine
