@@ -1,7 +1,7 @@
 // The record of one row of the ingress L3 next-hop hardware table.
 //
 // Written once; each table that programs that hardware table carries it under a name of its own
-// (`Name` only keeps the types apart and gives the text form its type name).
+// (`Name`, the table's traits, only keeps the types apart and gives the text form its type name).
 //
 // A value type. The outgoing interface and the MTU profile are known only through the entry handles
 // of the tables that own them: l3Oif1() and mtuProfilePtr() are read from those handles' rows at each
@@ -10,9 +10,11 @@
 
 #include <compare>
 #include <cstdint>
+#include <ostream>
 #include <tuple>
 
 #include "OrviaL3Unicast/engine/NeededHandleCollection.h"
+#include "OrviaL3Unicast/engine/TableTraits.h"
 #include "OrviaL3Unicast/plumbing/RecordAttributes.h"
 #include "Vek/FixedWidth.h"
 
@@ -109,6 +111,15 @@ class NextHopEntry : public engine::NeededHandleCollection {
   // The needed handles come first, so a record with one is greater than any record with none.
   friend bool operator<(NextHopEntry const& a, NextHopEntry const& b) {
     return a.compare(b) == std::strong_ordering::less;
+  }
+
+  friend std::ostream& operator<<(std::ostream& out, NextHopEntry const& entry) {
+    return out << valueToStrep(entry);
+  }
+  // One line; the needed handles and what is derived from them are not in it.
+  friend Vek::String valueToStrep(NextHopEntry const& entry) {
+    static constexpr auto rows = attributes();
+    return plumbing::recordText(engine::nestedName<Name, "Entry">.c_str(), entry.fields_, rows);
   }
 
   static constexpr auto attributes() {

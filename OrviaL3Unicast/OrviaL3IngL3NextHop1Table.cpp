@@ -1,32 +1,14 @@
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 
 #include "OrviaL3Unicast/engine/Instantiate.h"
-#include "Vek/PlatformModules.h"
+#include "OrviaL3Unicast/engine/ModuleTypes.h"
 
 namespace OrviaL3Unicast {
 namespace {
 
 using Traits = IngL3NextHop1Traits;
 
-constexpr Vek::VekType notifiee{&Vek::vekModule, Vek::VekNumbers::notifieeConst};
-constexpr Vek::VekTypeInfo types[] = {
-    {Traits::numbers.table,
-     "OrviaL3Unicast::IngL3NextHop1Table",
-     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTable}},
-    {Traits::numbers.entryHandle,
-     "OrviaL3Unicast::IngL3NextHop1Table::EntryHandle",
-     {&Asic::asicModule, Asic::AsicNumbers::entryHandle}},
-    {Traits::numbers.pendingEntrySm, "OrviaL3Unicast::IngL3NextHop1Table::PendingEntrySm",
-     notifiee},
-    {Traits::numbers.unresolvedEntry,
-     "OrviaL3Unicast::IngL3NextHop1Table::UnresolvedEntry",
-     {&Vek::vekModule, Vek::VekNumbers::ptrInterface}},
-    {Traits::numbers.neededEntryHandleSm,
-     "OrviaL3Unicast::IngL3NextHop1Table::UnresolvedEntry::NeededEntryHandleSm", notifiee},
-    {Traits::numbers.util,
-     "OrviaL3Unicast::IngL3NextHop1TableUtil",
-     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTableUtil}},
-};
+constexpr auto types = engine::entryTableTypes<Traits>();
 
 }  // namespace
 
@@ -53,7 +35,7 @@ IngL3NextHop1Table::IngL3NextHop1Table() = default;
 
 IngL3NextHop1Table::~IngL3NextHop1Table() { takeApart(); }
 
-IngL3NextHop1TableUtil::IngL3NextHop1TableUtil(Vek::String const& name) : SwTableUtil(name) {}
+IngL3NextHop1TableUtil::IngL3NextHop1TableUtil(Vek::String const& name) : TableUtil(name) {}
 IngL3NextHop1TableUtil::~IngL3NextHop1TableUtil() = default;
 Vek::VekType IngL3NextHop1TableUtil::fwkType() const { return classType(); }
 Vek::VekType IngL3NextHop1TableUtil::classType() {

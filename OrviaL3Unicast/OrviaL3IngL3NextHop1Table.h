@@ -18,6 +18,7 @@
 
 #include "OrviaL3Unicast/NextHopEntry.h"
 #include "OrviaL3Unicast/engine/KeyRowTable.h"
+#include "OrviaL3Unicast/engine/TableUtil.h"
 #include "OrviaL3Unicast/plumbing/Export.h"
 #include "OrviaL3Unicast/plumbing/FixedString.h"
 #include "Vek/Hash.h"
@@ -35,6 +36,7 @@ struct IngL3NextHop1Traits {
   using Key = Vek::Ptr<Asic::SwTable::EntryHandle const>;
   using Entry = NextHopEntry<IngL3NextHop1Traits>;
   using Util = IngL3NextHop1TableUtil;
+  using HwKey = Key const&;
   // Keys are handle objects, told apart by identity.
   struct KeyHash {
     std::uint32_t operator()(Key const& key, unsigned seed) const {
@@ -42,6 +44,8 @@ struct IngL3NextHop1Traits {
     }
   };
 
+  static constexpr bool ownsRows = false;  // the key brings its row
+  static constexpr bool holdsBlocks = false;
   static constexpr plumbing::FixedString qualifiedName = "OrviaL3Unicast::IngL3NextHop1Table";
   static constexpr plumbing::FixedString keyText = "Vek::Ptr<const Asic::SwTable::EntryHandle>";
   static constexpr char const* sourceUnit() { return "OrviaL3IngL3NextHop1Table"; }
@@ -84,35 +88,13 @@ class ORVIA_L3_EXPORT IngL3NextHop1Table final
   static constexpr char const* typeName() { return IngL3NextHop1Traits::qualifiedName.c_str(); }
 };
 
-// What a hardware plug-in implements for this table. The operations only start their work; the
-// hardware's answer comes later, on the handle that the table's entryHandleAccess(key) gives:
-// hwEntryIndexIs, then entryStateIs. An answer from within hwTableEntryIs is allowed.
-class ORVIA_L3_EXPORT IngL3NextHop1TableUtil : public OrviaAsicUtils::SwTableUtil {
+// What a hardware plug-in implements for this table. It writes at the key's own row, and answers on the
+// handle that the table's entryHandleAccess(key) gives: hwEntryIndexIs, then entryStateIs.
+class ORVIA_L3_EXPORT IngL3NextHop1TableUtil : public engine::TableUtil<IngL3NextHop1Traits> {
  public:
-  using Key = IngL3NextHop1Traits::Key;
-  using Entry = IngL3NextHop1Traits::Entry;
-
   explicit IngL3NextHop1TableUtil(Vek::String const& name);
   [[nodiscard]] Vek::VekType fwkType() const override;
   ~IngL3NextHop1TableUtil() override;
-
-  // The virtual operations from here on keep this order.
-  // The lowest and the highest row that the table may use.
-  [[nodiscard]] virtual std::uint32_t minIndex() const = 0;
-  [[nodiscard]] virtual std::uint32_t maxIndex() const = 0;
-  // The row that the hardware holds for the key, or the invalid index.
-  [[nodiscard]] virtual Asic::Index hwTableEntryIndex(Vek::Ptr<Asic::HwTable> const& hwTable,
-                                                      Key const& key) const = 0;
-  // Writes one entry at the key's row.
-  virtual void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const& hwTable, Key const& key,
-                              Entry const& entry) = 0;
-  // Deletes the entry at the key's row. Called once the record has left the table's collection.
-  virtual void hwTableEntryDel(Vek::Ptr<Asic::HwTable> const& hwTable, Key const& key) = 0;
-  // Empties the hardware table.
-  virtual void hwTableEntryDelAll(Vek::Ptr<Asic::HwTable> const& hwTable) = 0;
-  // Refills the software table from what the hardware table holds.
-  virtual void syncEntries(Vek::Ptr<Asic::HwTable> const& hwTable,
-                           Vek::Ptr<OrviaAsicUtils::SwTable> const& swTable) = 0;
 
   static Vek::VekType classType();
 };

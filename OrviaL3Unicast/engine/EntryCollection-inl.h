@@ -15,7 +15,7 @@ EntryTable<T>::~EntryTable() = default;
 template <class T>
 void EntryTable<T>::entryIs(Key const& key, Entry const& entry) {
   std::optional<Entry> fresh(entry);  // becomes the overwritten record, and is released last
-  std::optional<Entry>& column = store_.findOrInsert(key).value.entry;
+  std::optional<Entry>& column = this->store_.findOrInsert(key).value.entry;
   if (column) {
     if (*column == entry) return;
   } else {
@@ -28,12 +28,12 @@ void EntryTable<T>::entryIs(Key const& key, Entry const& entry) {
 
 template <class T>
 typename T::Entry EntryTable<T>::entryDel(Key const& key) {
-  Node* const node = store_.find(key);
+  Node* const node = this->store_.find(key);
   if (node == nullptr || !node->value.entry) return {};
   Entry taken = *std::move(node->value.entry);
   node->value.entry.reset();
   --counts_.entrys;
-  releaseIfEmpty(*node);
+  this->releaseIfEmpty(*node);
   this->table().handleEntry(key);
   this->announceKey(TableAttribute::entry, key);
   return taken;
@@ -41,13 +41,13 @@ typename T::Entry EntryTable<T>::entryDel(Key const& key) {
 
 template <class T>
 typename T::Entry EntryTable<T>::entry(Key const& key) const {
-  Node const* const node = store_.find(key);
+  Node const* const node = this->store_.find(key);
   return node != nullptr && node->value.entry ? *node->value.entry : Entry();
 }
 
 template <class T>
 bool EntryTable<T>::entryExists(Key const& key) const {
-  Node const* const node = store_.find(key);
+  Node const* const node = this->store_.find(key);
   return node != nullptr && node->value.entry;
 }
 
@@ -55,7 +55,7 @@ template <class T>
 void EntryTable<T>::dropEverything() {
   this->detachHandles();
   unresolvedEntryDelAll();
-  store_.clear();
+  this->store_.clear();
   counts_ = {};
 }
 

@@ -10,21 +10,26 @@
 // member that it removes, and holds a count on what it goes on using.
 //
 // Two kinds of entry tables complete this class: KeyRowTable, whose keys bring their hardware rows,
-// and tables that allocate rows themselves.
+// and AllocatedRowTable, which chooses rows itself.
 #pragma once
 
 #include <cstddef>
-#include <optional>
+#include <type_traits>
 
 #include "OrviaL3Unicast/engine/EntryHandle.h"
 #include "OrviaL3Unicast/engine/PendingEntry.h"
+#include "OrviaL3Unicast/engine/RawHandleRegistry.h"
 #include "OrviaL3Unicast/engine/UnresolvedEntry.h"
-#include "Vek/HashMap.h"
 
 namespace OrviaL3Unicast::engine {
 
+// Tables that choose rows also take entries that live while callers hold their handle, and so keep a
+// registry of handles that they do not own.
 template <class T>
-class EntryTable : public TableBase<T> {
+using HandleRegistry = std::conditional_t<T::ownsRows, RawHandleRegistry<T>, TableBase<T>>;
+
+template <class T>
+class EntryTable : public HandleRegistry<T> {
  public:
   using Table = typename T::Table;
   using Key = typename T::Key;
@@ -80,12 +85,11 @@ class EntryTable : public TableBase<T> {
   // The handle that the table owns for the key, or empty.
   [[nodiscard]] Vek::Ptr<EntryHandle> entryHandle(Key const& key) const;
   [[nodiscard]] std::size_t entryHandles() const { return counts_.entryHandles; }
-  // Whether a handle is registered for the key.
+  // Whether a handle is registered for the key: among the registered handles where the table keeps
+  // such a registry, else among the owned ones.
   [[nodiscard]] bool entryHandleExists(Key const& key) const;
   // The registered handle, or empty.
   [[nodiscard]] Vek::Ptr<EntryHandle> entryHandleAccess(Key const& key) const;
-  // A new handle, registered nowhere.
-  static Vek::Ptr<EntryHandle> entryHandleFactory(Key const& key, Table* table);
   // Drops the table's reference: removes, announces (also when there was none), then releases.
   void entryHandleDel(Key const& key);
   void entryHandleDelAll();
@@ -109,22 +113,7 @@ class EntryTable : public TableBase<T> {
   [[nodiscard]] std::size_t unresolvedEntrys() const { return counts_.unresolvedEntrys; }
 
  protected:
-  // Everything that the table keeps for one key: one probe finds it, and the node goes with the last
-  // column.
-  struct Columns {
-    Vek::Ptr<EntryHandle> entryHandle;
-    typename UnresolvedEntry::Ptr unresolvedEntry;
-    typename PendingEntrySm::Ptr pendingEntrySm;
-    std::optional<Entry> entry;
-
-    [[nodiscard]] bool empty() const {
-      return !entryHandle && !unresolvedEntry && !pendingEntrySm && !entry;
-    }
-  };
-  // The store's own seed; every collection of the table shares the store and so its probe.
-  static constexpr unsigned storeSeed = 1;
-  using Store = Vek::HashMap<Key, Columns, typename T::KeyHash, storeSeed>;
-  using Node = typename Store::Node;
+  using Node = typename TableBase<T>::Node;
 
   EntryTable();
   ~EntryTable() override;
@@ -134,11 +123,6 @@ class EntryTable : public TableBase<T> {
   // Drops what is left, handles that outlive the table included, without hardware calls.
   void dropEverything();
 
-  void releaseIfEmpty(Node& node) {
-    if (node.value.empty()) store_.erase(node);
-  }
-
-  Store store_;
   struct Counts {
     std::size_t entrys = 0;
     std::size_t entryHandles = 0;

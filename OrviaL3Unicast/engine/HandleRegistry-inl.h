@@ -8,33 +8,32 @@ namespace OrviaL3Unicast::engine {
 
 template <class T>
 Vek::Ptr<EntryHandle<T>> EntryTable<T>::entryHandle(Key const& key) const {
-  Node const* const node = store_.find(key);
+  Node const* const node = this->store_.find(key);
   return node != nullptr ? node->value.entryHandle : nullptr;
 }
 
 template <class T>
 bool EntryTable<T>::entryHandleExists(Key const& key) const {
-  return entryHandle(key) != nullptr;
+  return entryHandleAccess(key) != nullptr;
 }
 
 template <class T>
 Vek::Ptr<EntryHandle<T>> EntryTable<T>::entryHandleAccess(Key const& key) const {
-  return entryHandle(key);
-}
-
-template <class T>
-Vek::Ptr<EntryHandle<T>> EntryTable<T>::entryHandleFactory(Key const& key, Table* table) {
-  return EntryHandle::EntryHandleIs(key, table);
+  if constexpr (T::ownsRows) {
+    return this->rawEntryHandle(key);
+  } else {
+    return entryHandle(key);
+  }
 }
 
 template <class T>
 void EntryTable<T>::entryHandleDel(Key const& key) {
   Vek::Ptr<Table> const alive(&this->table());
   Vek::Ptr<EntryHandle> taken;
-  if (Node* const node = store_.find(key); node != nullptr && node->value.entryHandle) {
+  if (Node* const node = this->store_.find(key); node != nullptr && node->value.entryHandle) {
     taken.swap(node->value.entryHandle);
     --counts_.entryHandles;
-    releaseIfEmpty(*node);
+    this->releaseIfEmpty(*node);
   }
   this->announceKey(TableAttribute::entryHandle, key);
 }
@@ -42,18 +41,18 @@ void EntryTable<T>::entryHandleDel(Key const& key) {
 template <class T>
 void EntryTable<T>::entryHandleDelAll() {
   Vek::Ptr<Table> const alive(&this->table());
-  store_.walk([this](Node& node) {
+  this->store_.walk([this](Node& node) {
     if (!node.value.entryHandle) return;
     Key const key = node.key;
     entryHandleDel(key);
   });
   if (counts_.entryHandles == 0) return;
   // Whatever observers put back meanwhile goes without another word.
-  store_.walk([this](Node& node) {
+  this->store_.walk([this](Node& node) {
     Vek::Ptr<EntryHandle> const taken = std::move(node.value.entryHandle);
     if (!taken) return;
     --counts_.entryHandles;
-    releaseIfEmpty(node);
+    this->releaseIfEmpty(node);
   });
 }
 

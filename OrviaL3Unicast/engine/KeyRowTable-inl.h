@@ -1,7 +1,7 @@
 #pragma once
 
 #include "OrviaL3Unicast/engine/KeyRowTable.h"
-#include "OrviaL3Unicast/plumbing/Assert.h"
+#include "OrviaL3Unicast/engine/WriteSignatures.h"
 #include "OrviaL3Unicast/plumbing/Trace.h"
 #include "Vek/Exception.h"
 
@@ -11,12 +11,6 @@ template <class T>
 inline constexpr auto entryCommitSignature = plumbing::signature<T>(
     plumbing::constHandleText<T>, plumbing::FixedString("entryCommitWithResponseHandler"),
     plumbing::keyAndEntryText<T> + ", const OrviaL3Unicast::WriteResponseHandler&");
-
-template <class T>
-inline constexpr auto entryWriteSignature = plumbing::signature<T>(
-    plumbing::constHandleText<T>, plumbing::FixedString("entryWriteWithResponseHandler"),
-    plumbing::keyAndEntryText<T> +
-        ", const OrviaL3Unicast::WriteResponseHandler&, Asic::AutoRemoveType");
 
 template <class T>
 Vek::Ptr<EntryHandle<T> const> KeyRowTable<T>::entryCommitWithResponseHandler(

@@ -67,10 +67,13 @@ void NeededEntryHandleSm<T>::doEnclosingInit() {
 template <class T>
 void NeededEntryHandleSm<T>::handleEntryProgramming() {
   if (!handle_ || !handle_->isProgrammed()) {
-    plumbing::trace<T, "handleEntryProgramming", ": returning from ">();
+    if constexpr (!T::holdsBlocks) {
+      plumbing::trace<T, "handleEntryProgramming", ": returning from ">();
+    }
     return;
   }
-  if (enclosing_ == nullptr) return;
+  if (enclosing_ == nullptr || (T::holdsBlocks && counted_)) return;
+  counted_ = true;
   Vek::Ptr<NeededEntryHandleSm> const self(this);
   Vek::Ptr<NeededHandleTally<T>> const enclosing(enclosing_);
   // Finds nothing while this watcher is still under construction.

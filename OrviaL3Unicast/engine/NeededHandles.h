@@ -5,8 +5,9 @@
 // counts itself; each change of the count runs the resolution step of whoever waits.
 //
 // The count is a plain tally of observations, compared with the needed number for equality. It is
-// deliberate that it can pass that number without stopping on it, and that one handle can be counted
-// more than once (see neededEntryHandleSmIs).
+// deliberate that it can pass that number without stopping on it, and that, for entries, one handle
+// can be counted more than once (see neededEntryHandleSmIs). A watcher of a block counts once,
+// whatever its handle does later.
 #pragma once
 
 #include <cstdint>
@@ -62,6 +63,7 @@ class NeededEntryHandleSm final
   Vek::Ptr<Handle const> handle_;  // unlike other reactors, a watcher keeps what it watches alive
   NeededHandleTally<T>* enclosing_;
   Vek::AttributeId attributeId_;
+  bool counted_ = false;
 };
 
 template <class T>

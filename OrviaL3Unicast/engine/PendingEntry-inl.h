@@ -71,7 +71,7 @@ template <class T>
 typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySmIs(
     Vek::Ptr<EntryHandle> const& entryHandle, Key const& key) {
   Vek::Ptr<Table> const alive(&this->table());
-  auto& column = store_.findOrInsert(key).value.pendingEntrySm;
+  auto& column = this->store_.findOrInsert(key).value.pendingEntrySm;
   if (column) {
     typename PendingEntrySm::Ptr const found = column;
     found->notifierIs(entryHandle);
@@ -89,12 +89,12 @@ typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySmIs(
 
 template <class T>
 typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySmDel(Key const& key) {
-  auto* const node = store_.find(key);
+  auto* const node = this->store_.find(key);
   if (node == nullptr || !node->value.pendingEntrySm) return {};
   typename PendingEntrySm::Ptr taken = std::move(node->value.pendingEntrySm);
   --counts_.pendingEntrySms;
   taken->tableIs(nullptr);
-  releaseIfEmpty(*node);
+  this->releaseIfEmpty(*node);
   this->announceKey(TableAttribute::pendingEntrySm, taken->key());
   taken->hasNotificationActiveIs(false);
   return taken;
@@ -104,24 +104,24 @@ template <class T>
 void EntryTable<T>::pendingEntrySmDelAll() {
   Vek::Ptr<Table> const alive(&this->table());
   if (counts_.pendingEntrySms == 0) return;
-  store_.walk([this](auto& node) {
+  this->store_.walk([this](auto& node) {
     if (Vek::Ptr<PendingEntrySm> const sm = node.value.pendingEntrySm) pendingEntrySmDel(sm->key());
   });
   // Whatever observers put back meanwhile goes without another word.
   if (counts_.pendingEntrySms == 0) return;
-  store_.walk([this](auto& node) {
+  this->store_.walk([this](auto& node) {
     typename PendingEntrySm::Ptr const sm = std::move(node.value.pendingEntrySm);
     if (!sm) return;
     --counts_.pendingEntrySms;
     sm->tableIs(nullptr);
     sm->hasNotificationActiveIs(false);
-    releaseIfEmpty(node);
+    this->releaseIfEmpty(node);
   });
 }
 
 template <class T>
 typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySm(Key const& key) const {
-  auto const* const node = store_.find(key);
+  auto const* const node = this->store_.find(key);
   return node != nullptr ? node->value.pendingEntrySm : nullptr;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OrviaL3Unicast/engine/EntryHandle.h"
 #include "OrviaL3Unicast/engine/TableBase.h"
 #include "OrviaL3Unicast/plumbing/Assert.h"
 
@@ -29,6 +30,11 @@ typename T::Table& TableBase<T>::table() {
 template <class T>
 typename T::Table const& TableBase<T>::table() const {
   return static_cast<Table const&>(*this);
+}
+
+template <class T>
+Vek::Ptr<EntryHandle<T>> TableBase<T>::entryHandleFactory(Key const& key, Table* table) {
+  return EntryHandle::EntryHandleIs(key, table);
 }
 
 template <class T>

@@ -4,19 +4,24 @@
 #include "Asic/AutoRemoveType.h"
 #include "OrviaAsicUtils/SwTable.h"
 #include "OrviaAsicUtils/SwTableUtil.h"
-#include "OrviaL3Unicast/engine/TableTraits.h"
+#include "OrviaL3Unicast/engine/KeyStore.h"
 
 namespace OrviaL3Unicast::engine {
 
 // Under which attribute a table announces the changes of each of its collections; the key of the
 // announcement points to the changed key (none for writeResponseSm).
 struct TableAttribute {
-  static constexpr Vek::AttributeId entry{OrviaAsicUtils::SwTable::firstTableAttribute + 0};
-  static constexpr Vek::AttributeId entryHandle{OrviaAsicUtils::SwTable::firstTableAttribute + 1};
-  static constexpr Vek::AttributeId unresolvedEntry{OrviaAsicUtils::SwTable::firstTableAttribute +
-                                                    3};
-  static constexpr Vek::AttributeId pendingEntrySm{OrviaAsicUtils::SwTable::firstTableAttribute +
-                                                   4};
+  static constexpr std::uint32_t first = OrviaAsicUtils::SwTable::firstTableAttribute;
+  static constexpr Vek::AttributeId entry{first + 0};
+  static constexpr Vek::AttributeId entryHandle{first + 1};
+  static constexpr Vek::AttributeId rawEntryHandle{first + 2};
+  static constexpr Vek::AttributeId unresolvedEntry{first + 3};
+  static constexpr Vek::AttributeId pendingEntrySm{first + 4};
+  static constexpr Vek::AttributeId writeResponseSm{first + 5};
+  static constexpr Vek::AttributeId firstFreeIndexAllocator{first + 6};
+  static constexpr Vek::AttributeId indexAllocator{first + 7};
+  static constexpr Vek::AttributeId entryBlock{first + 8};
+  static constexpr Vek::AttributeId unresolvedEntryBlock{first + 9};
 };
 
 // A handle's way back to its table: does not keep the table alive, and is empty once the table is
@@ -42,6 +47,7 @@ class TableBase : public OrviaAsicUtils::SwTable {
   using Key = typename T::Key;
   using Util = typename T::Util;
   using Attribute = TableAttribute;
+  using EntryHandle = engine::EntryHandle<T>;
 
   [[nodiscard]] Vek::VekType fwkType() const override;
   static Vek::VekType classType();
@@ -56,7 +62,13 @@ class TableBase : public OrviaAsicUtils::SwTable {
   // What the table's handles hold instead of the table itself.
   [[nodiscard]] Vek::Ptr<TableLink<T>> const& link() const { return link_; }
 
+  // A new handle, registered nowhere.
+  static Vek::Ptr<EntryHandle> entryHandleFactory(Key const& key, Table* table);
+
  protected:
+  using Store = KeyStore<T>;
+  using Node = typename Store::Node;
+
   TableBase();
   ~TableBase() override;
 
@@ -72,6 +84,12 @@ class TableBase : public OrviaAsicUtils::SwTable {
 
   // Cuts the handles that outlive the table off from it.
   void detachHandles() { link_->tableDel(); }
+
+  void releaseIfEmpty(Node& node) {
+    if (node.value.empty()) store_.erase(node);
+  }
+
+  Store store_;
 
  private:
   Vek::Ptr<TableLink<T>> link_;

@@ -1,7 +1,7 @@
 // What a table is, as one struct: the only thing that the shared engine knows of a concrete table.
 //
 // A traits struct T says the table's key, record and utility, its names, its module and type numbers,
-// and whether it owns hardware rows. Everything else follows from it.
+// whether it owns hardware rows and whether its keys are blocks. Everything else follows from it.
 #pragma once
 
 #include <concepts>
@@ -31,8 +31,9 @@ inline constexpr auto nestedName = concat(T::qualifiedName, plumbing::FixedStrin
 template <class T>
 concept TableTraits = requires(typename T::Key const& key, unsigned seed) {
   typename T::Table;    // the concrete table class, may be incomplete
-  typename T::Entry;    // the record
+  typename T::Entry;    // the record, or one member of a block
   typename T::Util;     // the table's utility class
+  typename T::HwKey;    // how the utility is told the row
   typename T::KeyHash;  // a function object of key and seed
   { typename T::KeyHash{}(key, seed) } -> std::same_as<std::uint32_t>;
   { T::qualifiedName.view() } -> std::same_as<std::string_view>;  // "OrviaL3Unicast::<table>"
@@ -40,6 +41,8 @@ concept TableTraits = requires(typename T::Key const& key, unsigned seed) {
   { T::sourceUnit() } -> std::same_as<char const*>;               // named by assertions and traces
   { T::traceHandleName() } -> std::same_as<char const*>;
   { T::module() } -> std::same_as<Vek::VekModule const*>;
+  { T::ownsRows } -> std::convertible_to<bool>;     // the table chooses the row of a key
+  { T::holdsBlocks } -> std::convertible_to<bool>;  // a key is a whole block of members
   { T::numbers } -> std::convertible_to<TypeNumbers>;
 };
 

@@ -48,7 +48,7 @@ void UnresolvedEntry<T>::handleEntryHandleProgramSuccessCount() {
 
 template <class T>
 typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntryIs(Key const& key) {
-  auto& column = store_.findOrInsert(key).value.unresolvedEntry;
+  auto& column = this->store_.findOrInsert(key).value.unresolvedEntry;
   if (column) return column;
   typename UnresolvedEntry::Ptr const made = new UnresolvedEntry(key);
   made->hasNotificationActiveIs(true);
@@ -62,7 +62,7 @@ typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntryIs(Key const& key
 
 template <class T>
 typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntryDel(Key const& key) {
-  auto* const node = store_.find(key);
+  auto* const node = this->store_.find(key);
   if (node == nullptr || !node->value.unresolvedEntry) return {};
   typename UnresolvedEntry::Ptr const taken = takeUnresolvedEntry(*node);
   this->announceKey(TableAttribute::unresolvedEntry, taken->key());
@@ -75,13 +75,13 @@ void EntryTable<T>::unresolvedEntryDelAll() {
   unresolvedEntries_.walk([this](UnresolvedEntry& entry) { unresolvedEntryDel(entry.key()); });
   // Whatever observers put back meanwhile goes without another word.
   while (UnresolvedEntry* left = unresolvedEntries_.first()) {
-    typename UnresolvedEntry::Ptr const taken = takeUnresolvedEntry(*store_.find(left->key()));
+    typename UnresolvedEntry::Ptr const taken = takeUnresolvedEntry(*this->store_.find(left->key()));
   }
 }
 
 template <class T>
 typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntry(Key const& key) const {
-  auto const* const node = store_.find(key);
+  auto const* const node = this->store_.find(key);
   return node != nullptr ? node->value.unresolvedEntry : nullptr;
 }
 
@@ -91,7 +91,7 @@ typename UnresolvedEntry<T>::Ptr EntryTable<T>::takeUnresolvedEntry(Node& node) 
   unresolvedEntries_.remove(*taken);
   --counts_.unresolvedEntrys;
   taken->table_ = nullptr;
-  releaseIfEmpty(node);
+  this->releaseIfEmpty(node);
   return taken;
 }
 

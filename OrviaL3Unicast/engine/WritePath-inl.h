@@ -33,7 +33,7 @@ Vek::Ptr<EntryHandle<T>> EntryTable<T>::lookupExistingEntry(Key const& key, Entr
     }
     return handle;
   };
-  Node const* node = store_.find(key);
+  Node const* node = this->store_.find(key);
   if (node == nullptr) return {};
   if (typename UnresolvedEntry::Ptr const parked = node->value.unresolvedEntry) {
     if (parked->entry() == entry) {
@@ -43,7 +43,7 @@ Vek::Ptr<EntryHandle<T>> EntryTable<T>::lookupExistingEntry(Key const& key, Entr
     unresolvedEntryDel(key);
     // Traced when it has happened.
     plumbing::trace<T, "lookupExistingEntry", " : Deleting pending entry: ">();
-    node = store_.find(key);
+    node = this->store_.find(key);
   }
   // A different programmed record stays as it is: it leaves the hardware when it is overwritten.
   if (node == nullptr || !node->value.entry || !(*node->value.entry == entry)) return {};

@@ -1,15 +1,18 @@
-// A record says its attributes once, as a constexpr table; equality and ordering follow from it.
+// A record says its attributes once, as a constexpr table; equality, ordering and text follow from it.
 //
 // The table is a tuple of rows in declaration order: stored(id, name, &Fields::member) for a scalar
 // that the record stores, other(id, name, kind) for the rest. The stored rows, in that order, are
-// the order of comparison.
+// the order of comparison and of the text form.
 #pragma once
 
 #include <compare>
 #include <cstddef>
+#include <string>
 #include <tuple>
+#include <vector>
 
 #include "Vek/AttributeId.h"
+#include "Vek/Format.h"
 
 namespace OrviaL3Unicast::plumbing {
 
@@ -74,6 +77,32 @@ constexpr std::strong_ordering compareStored(Fields const& a, Fields const& b,
         return result;
       },
       rows);
+}
+
+namespace detail {
+template <class Fields, class Row>
+void appendRow(std::string& format, std::vector<std::string>& values, Fields const& fields,
+               Row const& row) {
+  if constexpr (requires { row.member; }) {
+    values.push_back(Vek::detail::streamed(fields.*row.member));
+  } else if (row.kind == AttributeKind::collection) {
+    values.emplace_back("None");  // collections are never printed
+  } else {
+    return;  // neither is what follows from them
+  }
+  if (values.size() > 1) format += ", ";
+  format += "'" + std::string(row.name) + "': %s";
+}
+}  // namespace detail
+
+// The one-line text form of a record: "Value('<type>', ** {'<attribute>': <value>, ...})".
+template <class Fields, class... Rows>
+Vek::String recordText(char const* type, Fields const& fields, std::tuple<Rows...> const& rows) {
+  std::string format = "Value('" + std::string(type) + "', ** {";
+  std::vector<std::string> values;
+  std::apply([&](Rows const&... row) { (detail::appendRow(format, values, fields, row), ...); },
+             rows);
+  return Vek::detail::formatTexts(format + "})", values);
 }
 
 }  // namespace OrviaL3Unicast::plumbing

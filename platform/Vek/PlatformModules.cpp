@@ -1,5 +1,8 @@
 #include "Vek/PlatformModules.h"
 
+#include "Asic/L3EcmpNextHopKey.h"
+#include "Vek/VekValueOps.h"
+
 namespace Vek {
 namespace {
 
@@ -22,11 +25,19 @@ namespace {
 
 constexpr Vek::VekType ptrInterface{&Vek::vekModule, Vek::VekNumbers::ptrInterface};
 constexpr Vek::VekType entity{&Vek::vekModule, Vek::VekNumbers::entity};
+constexpr Vek::VekType indexAllocator{&asicModule, AsicNumbers::genericIndexAllocator};
 constexpr Vek::VekTypeInfo asicTypes[] = {
     {AsicNumbers::swTable, "Asic::SwTable", entity},
     {AsicNumbers::entryHandle, "Asic::SwTable::EntryHandle", ptrInterface},
     {AsicNumbers::hwTable, "Asic::HwTable", ptrInterface},
     {AsicNumbers::feature, "Asic::Feature", entity},
+    {AsicNumbers::genericIndexAllocator, "Asic::GenericIndexAllocator", entity},
+    {AsicNumbers::firstFreeIndexAllocator, "Asic::FirstFreeIndexAllocator", indexAllocator},
+    {AsicNumbers::anySizedBlockAllocator, "Asic::AnySizedBlockAllocator", indexAllocator},
+    {AsicNumbers::l3EcmpNextHopKey,
+     "Asic::L3EcmpNextHopKey",
+     {},
+     &Vek::vekValueOps<L3EcmpNextHopKey>},
 };
 
 }  // namespace

@@ -23,6 +23,10 @@ struct AsicNumbers {
   static constexpr std::uint16_t entryHandle = 1;
   static constexpr std::uint16_t hwTable = 2;
   static constexpr std::uint16_t feature = 3;
+  static constexpr std::uint16_t genericIndexAllocator = 4;
+  static constexpr std::uint16_t firstFreeIndexAllocator = 5;
+  static constexpr std::uint16_t anySizedBlockAllocator = 6;
+  static constexpr std::uint16_t l3EcmpNextHopKey = 7;
 };
 
 }  // namespace Asic

@@ -26,6 +26,11 @@ char const* VekType::name() const {
   return description != nullptr ? description->name : "";
 }
 
+VekValueOps const* VekType::valueOps() const {
+  VekTypeInfo const* description = info();
+  return description != nullptr ? description->value : nullptr;
+}
+
 bool VekType::derivesFrom(VekType other) const {
   for (VekTypeInfo const* type = info(); type != nullptr; type = type->base.info()) {
     if (type->base == other) return true;

@@ -14,8 +14,10 @@
 
 namespace Vek {
 
+class String;
 struct VekModule;
 struct VekTypeInfo;
+struct VekValueOps;
 
 // The pair that fwkType() answers with. Comparable; the default value names no type.
 struct VEK_EXPORT VekType {
@@ -28,20 +30,38 @@ struct VEK_EXPORT VekType {
   [[nodiscard]] VekTypeInfo const* info() const;
   // The qualified class name, or "" when the type is not described.
   [[nodiscard]] char const* name() const;
+  // How to handle values of this type through untyped pointers, or none when it is not a value type
+  // (or not described).
+  [[nodiscard]] VekValueOps const* valueOps() const;
   // Whether this type is `other` or derives from it. Costs one step per level of derivation.
-  [[nodiscard]] bool isA(VekType other) const {
-    return *this == other || derivesFrom(other);
-  }
+  [[nodiscard]] bool isA(VekType other) const { return *this == other || derivesFrom(other); }
 
  private:
   [[nodiscard]] bool derivesFrom(VekType other) const;
 };
 
-// One row of a module: a type's number, its qualified class name and the type that it derives from.
+// What somebody who knows a value only as an untyped pointer and a VekType can do with it: keep a
+// copy, find it again by content, show it. vekValueOps<T> of Vek/VekValueOps.h makes one.
+struct VekValueOps {
+  std::size_t size;
+  std::size_t alignment;
+  // Equal values have equal hashes for every seed.
+  std::uint32_t (*hash)(void const* value, unsigned seed);
+  bool (*equal)(void const* a, void const* b);
+  // Constructs a copy of `from` in the raw memory at `to`.
+  void (*copy)(void* to, void const* from);
+  // Ends the value's life; its memory stays the caller's.
+  void (*destroy)(void* value);
+  String (*text)(void const* value);
+};
+
+// One row of a module: a type's number, its qualified class name, the type that it derives from
+// and, for a value type, its operations.
 struct VekTypeInfo {
   std::uint16_t number;
   char const* name;
   VekType base;
+  VekValueOps const* value = nullptr;
 };
 
 struct VekModule {

@@ -1,0 +1,52 @@
+#include "OrviaL3Unicast/L3EcmpGroupTable.h"
+
+#include "OrviaL3Unicast/engine/Instantiate.h"
+#include "OrviaL3Unicast/engine/ModuleTypes.h"
+#include "Vek/VekValueOps.h"
+
+namespace OrviaL3Unicast {
+namespace {
+
+using Traits = L3EcmpGroupTraits;
+
+constexpr auto types = engine::entryTableTypes<Traits>(
+    Vek::VekTypeInfo{Traits::keyNumber, "OrviaL3Unicast::L3EcmpGroupTable::Index", {},
+                     &Vek::vekValueOps<Traits::Key>});
+
+}  // namespace
+
+constinit Vek::VekModule const _L3EcmpGroupTable_b1191073_vekModule{"L3EcmpGroupTable", types};
+
+template class engine::TableLink<Traits>;
+template class engine::TableBase<Traits>;
+template class engine::RawHandleRegistry<Traits>;
+template class engine::EntryHandle<Traits>;
+template class engine::PendingEntrySm<Traits>;
+template class engine::NeededEntryHandleSm<Traits>;
+template class engine::NeededHandleTally<Traits>;
+template class engine::UnresolvedEntry<Traits>;
+template class engine::EntryTable<Traits>;
+template class engine::AllocatedRowTable<Traits>;
+
+Vek::Ptr<L3EcmpGroupTable> L3EcmpGroupTable::L3EcmpGroupTableIs() {
+  Vek::Ptr<L3EcmpGroupTable> table = new L3EcmpGroupTable;
+  table->hasNotificationActiveIs(true);
+  return table;
+}
+
+L3EcmpGroupTable::L3EcmpGroupTable() = default;
+
+L3EcmpGroupTable::~L3EcmpGroupTable() { takeApart(); }
+
+std::uint32_t L3EcmpGroupTable::minIndex() const { return hwTable() ? util()->minIndex() : 0; }
+
+std::uint32_t L3EcmpGroupTable::maxIndex() const {
+  return hwTable() ? util()->maxIndex() : Asic::Index::invalidIndex().value();
+}
+
+L3EcmpGroupTableUtil::L3EcmpGroupTableUtil(Vek::String const& name) : TableUtil(name) {}
+L3EcmpGroupTableUtil::~L3EcmpGroupTableUtil() = default;
+Vek::VekType L3EcmpGroupTableUtil::fwkType() const { return classType(); }
+Vek::VekType L3EcmpGroupTableUtil::classType() { return {Traits::module(), Traits::numbers.util}; }
+
+}  // namespace OrviaL3Unicast

@@ -1,0 +1,46 @@
+#include "OrviaL3Unicast/L3EcmpIngL3NextHop1Table.h"
+
+#include "OrviaL3Unicast/engine/Instantiate.h"
+#include "OrviaL3Unicast/engine/ModuleTypes.h"
+
+namespace OrviaL3Unicast {
+namespace {
+
+using Traits = EcmpIngL3NextHop1Traits;
+
+constexpr auto types = engine::entryTableTypes<Traits>();
+
+}  // namespace
+
+constinit Vek::VekModule const _L3EcmpIngL3NextHop1Table_ea4a8036_vekModule{
+    "L3EcmpIngL3NextHop1Table", types};
+
+template class engine::TableLink<Traits>;
+template class engine::TableBase<Traits>;
+template class engine::RawHandleRegistry<Traits>;
+template class engine::EntryHandle<Traits>;
+template class engine::PendingEntrySm<Traits>;
+template class engine::NeededEntryHandleSm<Traits>;
+template class engine::NeededHandleTally<Traits>;
+template class engine::UnresolvedEntry<Traits>;
+template class engine::EntryTable<Traits>;
+template class engine::AllocatedRowTable<Traits>;
+
+Vek::Ptr<EcmpIngL3NextHop1Table> EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs() {
+  Vek::Ptr<EcmpIngL3NextHop1Table> table = new EcmpIngL3NextHop1Table;
+  table->hasNotificationActiveIs(true);
+  return table;
+}
+
+EcmpIngL3NextHop1Table::EcmpIngL3NextHop1Table() = default;
+
+EcmpIngL3NextHop1Table::~EcmpIngL3NextHop1Table() { takeApart(); }
+
+EcmpIngL3NextHop1TableUtil::EcmpIngL3NextHop1TableUtil(Vek::String const& name) : TableUtil(name) {}
+EcmpIngL3NextHop1TableUtil::~EcmpIngL3NextHop1TableUtil() = default;
+Vek::VekType EcmpIngL3NextHop1TableUtil::fwkType() const { return classType(); }
+Vek::VekType EcmpIngL3NextHop1TableUtil::classType() {
+  return {Traits::module(), Traits::numbers.util};
+}
+
+}  // namespace OrviaL3Unicast

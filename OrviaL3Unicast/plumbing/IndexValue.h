@@ -1,0 +1,47 @@
+// A number with one attribute, `value`: a group's number, a row, a position in a block.
+//
+// Each table has one under its own name (`Name` keeps the types apart). Prints as the bare number.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include "Vek/Hash.h"
+#include "Vek/String.h"
+
+namespace OrviaL3Unicast::plumbing {
+
+template <class Name>
+class IndexValue {
+ public:
+  constexpr IndexValue() = default;
+  // Implicit on purpose: written as a plain number.
+  constexpr IndexValue(std::uint32_t value) : value_(value) {}  // NOLINT(google-explicit-constructor)
+
+  [[nodiscard]] constexpr std::uint32_t value() const { return value_; }
+  [[nodiscard]] constexpr std::uint32_t hash(unsigned seed) const {
+    return Vek::hashFold(Vek::hashMix(value_, seed));
+  }
+
+  friend constexpr bool operator==(IndexValue, IndexValue) = default;
+  friend constexpr auto operator<=>(IndexValue, IndexValue) = default;
+  friend Vek::String valueToStrep(IndexValue index) { return std::to_string(index.value_); }
+  friend std::ostream& operator<<(std::ostream& out, IndexValue index) {
+    return out << index.value_;
+  }
+
+ private:
+  std::uint32_t value_ = 0;
+};
+
+// Hashes a key that is a value with a hash of its own.
+struct ValueHash {
+  template <class Value>
+  std::uint32_t operator()(Value const& value, unsigned seed) const {
+    return value.hash(seed);
+  }
+};
+
+}  // namespace OrviaL3Unicast::plumbing
