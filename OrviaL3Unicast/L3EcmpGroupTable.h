@@ -70,6 +70,7 @@ class ORVIA_L3_EXPORT L3EcmpGroupTable final
   // A table ready to be attached to its platform.
   static Vek::Ptr<L3EcmpGroupTable> L3EcmpGroupTableIs();
 
+  // A table lives on the heap and is held by counted references only.
   L3EcmpGroupTable();
   // Lets go of everything without a hardware call; what the hardware holds stays in it. No response
   // handler is called. A handle that outlives the table is cut off from it.

@@ -78,6 +78,7 @@ class ORVIA_L3_EXPORT EcmpIngL3NextHop1Table final
   // A table ready to be attached to its platform.
   static Vek::Ptr<EcmpIngL3NextHop1Table> EcmpIngL3NextHop1TableIs();
 
+  // A table lives on the heap and is held by counted references only.
   EcmpIngL3NextHop1Table();
   // Lets go of everything without a hardware call; what the hardware holds stays in it. No response
   // handler is called. A handle that outlives the table is cut off from it.

@@ -151,7 +151,9 @@ bool L3EcmpMemberTable::entryBlockExists(EntryBlock const& block) const {
   return node != nullptr && node->value.entryBlock;
 }
 
-void L3EcmpMemberTable::entryBlockIs(EntryBlock const& block) {
+void L3EcmpMemberTable::entryBlockIs(EntryBlock const& blockOfCaller) {
+  Vek::Ptr<L3EcmpMemberTable> const alive(this);
+  EntryBlock const block = blockOfCaller;
   bool& committed = store_.findOrInsert(block).value.entryBlock;
   if (committed) return;
   committed = true;
@@ -163,6 +165,7 @@ void L3EcmpMemberTable::entryBlockIs(EntryBlock const& block) {
 bool L3EcmpMemberTable::entryBlockDel(EntryBlock const& blockOfCaller) {
   Node* const node = store_.find(blockOfCaller);
   if (node == nullptr || !node->value.entryBlock) return false;
+  Vek::Ptr<L3EcmpMemberTable> const alive(this);
   EntryBlock const block = blockOfCaller;  // may live in the node that goes
   node->value.entryBlock = false;
   --entryBlocks_;
@@ -177,7 +180,9 @@ void L3EcmpMemberTable::entryBlockDelAll() {
   store_.walk([this](Node& node) { entryBlockDel(node.key); });
 }
 
-void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& block) {
+void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
+  Vek::Ptr<L3EcmpMemberTable> const alive(this);
+  EntryBlock const block = blockOfCaller;
   plumbing::trace<Traits, "handleEntryBlock">();
   Vek::Ptr<Asic::AnySizedBlockAllocator> const allocator(&requireAllocator());
   void const* const blockKey = static_cast<Asic::EntryBlockBase const*>(&block);

@@ -126,6 +126,7 @@ class ORVIA_L3_EXPORT L3EcmpMemberTable final
   // A table ready to be attached to its platform.
   static Vek::Ptr<L3EcmpMemberTable> L3EcmpMemberTableIs();
 
+  // A table lives on the heap and is held by counted references only.
   L3EcmpMemberTable();
   // Lets go of everything without a hardware call; what the hardware holds stays in it. A handle that
   // outlives the table is cut off from it.

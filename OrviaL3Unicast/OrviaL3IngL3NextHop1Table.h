@@ -79,6 +79,7 @@ class ORVIA_L3_EXPORT IngL3NextHop1Table final
   // A table ready to be attached to its platform.
   static Vek::Ptr<IngL3NextHop1Table> IngL3NextHop1TableIs();
 
+  // A table lives on the heap and is held by counted references only.
   IngL3NextHop1Table();
   // Ends the handles that nobody else holds (their rows are deleted while hardware is ready), then the
   // pending reactors, then the parked records. No response handler is called. A handle that outlives

@@ -186,7 +186,9 @@ Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmD
 }
 
 template <class T>
-void AllocatedRowTable<T>::handleEntry(Key const& key) {
+void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   Vek::Ptr<Asic::FirstFreeIndexAllocator> const allocator = firstFreeIndexAllocator_;
   if (!allocator) [[unlikely]] {
     Vek::SassertHelper("firstFreeIndexAllocator()",

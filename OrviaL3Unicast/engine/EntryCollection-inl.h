@@ -13,7 +13,9 @@ template <class T>
 EntryTable<T>::~EntryTable() = default;
 
 template <class T>
-void EntryTable<T>::entryIs(Key const& key, Entry const& entry) {
+void EntryTable<T>::entryIs(Key const& keyOfCaller, Entry const& entry) {
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   std::optional<Entry> fresh(entry);  // becomes the overwritten record, and is released last
   std::optional<Entry>& column = this->store_.findOrInsert(key).value.entry;
   if (column) {
@@ -27,9 +29,11 @@ void EntryTable<T>::entryIs(Key const& key, Entry const& entry) {
 }
 
 template <class T>
-typename T::Entry EntryTable<T>::entryDel(Key const& key) {
-  Node* const node = this->store_.find(key);
+typename T::Entry EntryTable<T>::entryDel(Key const& keyOfCaller) {
+  Node* const node = this->store_.find(keyOfCaller);
   if (node == nullptr || !node->value.entry) return {};
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   Entry taken = *std::move(node->value.entry);
   node->value.entry.reset();
   --counts_.entrys;

@@ -32,6 +32,11 @@ Vek::VekType EntryHandle<T>::classType() {
 }
 
 template <class T>
+typename T::Table* EntryHandle<T>::swTable() const {
+  return link_ ? link_->table() : nullptr;
+}
+
+template <class T>
 void EntryHandle<T>::modeIs(Mode mode) {
   if (mode_ == mode) return;
   mode_ = mode;

@@ -3,6 +3,9 @@
 // One class per table. While callers (and, for committed entries, the table) hold a handle, its entry
 // lives; when the last reference goes, cleanup() removes everything that the table keeps for the key.
 // A handle does not keep its table alive; once the table is gone, its end does nothing more.
+//
+// The end of a handle is a destructor: an observer of the table, or a utility, that throws while it
+// runs ends the process.
 #pragma once
 
 #include <cstdint>
@@ -40,7 +43,7 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
 
   [[nodiscard]] Key const& key() const { return key_; }
   // The owning table, or none once it is gone.
-  [[nodiscard]] Table* swTable() const { return link_ ? link_->table() : nullptr; }
+  [[nodiscard]] Table* swTable() const;
   [[nodiscard]] Mode mode() const { return mode_; }
   // Announces a changed value only.
   void modeIs(Mode mode);

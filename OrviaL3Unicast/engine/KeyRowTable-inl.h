@@ -76,7 +76,9 @@ Vek::Ptr<EntryHandle<T>> KeyRowTable<T>::entryHandleMutate(Key const& key) {
 }
 
 template <class T>
-void KeyRowTable<T>::handleEntry(Key const& key) {
+void KeyRowTable<T>::handleEntry(Key const& keyOfCaller) {
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   if (!this->entryExists(key)) {
     if (!this->mayCallHardware()) return;
     Vek::Ptr<Asic::HwTable> const hwTable = this->hwTable();

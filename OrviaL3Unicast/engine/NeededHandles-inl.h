@@ -113,6 +113,7 @@ typename NeededEntryHandleSm<T>::Ptr NeededHandleTally<T>::neededEntryHandleSmDe
   if (!taken) return {};
   watchers_.set(attributeId, nullptr);
   taken->hasNotificationActiveIs(false);
+  taken->enclosingDel();  // it counts for nobody any more, whoever still holds it
   return taken;
 }
 
@@ -121,7 +122,9 @@ void NeededHandleTally<T>::neededEntryHandleSmDelAll() {
   decltype(watchers_) taken;
   taken.swap(watchers_);
   for (auto const& member : taken) {
-    if (member.value) member.value->hasNotificationActiveIs(false);
+    if (!member.value) continue;
+    member.value->hasNotificationActiveIs(false);
+    member.value->enclosingDel();
   }
 }
 

@@ -47,7 +47,7 @@ class NeededEntryHandleSm final
   }
 
   [[nodiscard]] Vek::AttributeId attributeId() const { return attributeId_; }
-  // What it counts for, or none when that is gone.
+  // What it counts for, or none when that is gone or has removed the watcher.
   [[nodiscard]] NeededHandleTally<T>* enclosing() const { return enclosing_; }
   void enclosingDel() { enclosing_ = nullptr; }
   [[nodiscard]] Vek::Ptr<Handle const> notifier() const { return handle_; }

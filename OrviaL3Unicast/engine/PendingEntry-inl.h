@@ -36,12 +36,12 @@ Vek::Ptr<EntryHandle<T> const> PendingEntrySm<T>::notifier() const {
 
 template <class T>
 void PendingEntrySm<T>::notifierIs(Vek::Ptr<Vek::PtrInterface const> const& notifier) {
-  Handle const* const handle = Vek::vekCast<Handle>(notifier.get());
-  if (handle == this->plainNotifier()) return;
+  Vek::Ptr<Handle const> const handle(Vek::vekCast<Handle>(notifier.get()));
+  if (handle.get() == this->plainNotifier()) return;
   Vek::Ptr<PendingEntrySm> const self(this);
-  Vek::NotifieeConst::notifierIs(handle);
+  Vek::NotifieeConst::notifierIs(handle.get());
   // Looks before it registers: what the handler changes on the handle now is not reported again.
-  if (handle != nullptr && !this->markedForDeletion()) processEntryHandleCompletion();
+  if (handle && !this->markedForDeletion()) processEntryHandleCompletion();
   this->isRegisteredNotifieeIs(true);
 }
 

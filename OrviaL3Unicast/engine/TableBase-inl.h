@@ -7,7 +7,12 @@
 namespace OrviaL3Unicast::engine {
 
 template <class T>
-TableBase<T>::TableBase() : link_(new TableLink<T>(&table())) {}
+typename T::Table* TableLink<T>::table() const {
+  return static_cast<Table*>(table_);
+}
+
+template <class T>
+TableBase<T>::TableBase() : link_(new TableLink<T>(this)) {}
 
 template <class T>
 TableBase<T>::~TableBase() {
@@ -40,19 +45,20 @@ Vek::Ptr<EntryHandle<T>> TableBase<T>::entryHandleFactory(Key const& key, Table*
 template <class T>
 inline constexpr auto utilSignature =
     plumbing::signature<T>("Vek::Ptr<" + T::qualifiedName + "Util>", plumbing::FixedString("util"),
-                           plumbing::FixedString(""));
+                           plumbing::FixedString("")) +
+    " const";
 
 template <class T>
 Vek::Ptr<typename T::Util> TableBase<T>::util() const {
   OrviaAsicUtils::SwTableUtil* const util = OrviaAsicUtils::SwTable::util().get();
   // A compare per call; the type is asked for only when the utility changed.
-  if (util != checkedUtil_ || util == nullptr) [[unlikely]] {
+  if (this->utilVersion() != checkedUtilVersion_ || util == nullptr) [[unlikely]] {
     if (Vek::vekCast<Util>(util) == nullptr) {
       Vek::SassertHelper("util()", plumbing::assertWhere<T>(utilSignature<T>))
           << "expected a utility of class " << T::qualifiedName.view() << "Util, have "
           << (util == nullptr ? "none" : util->fwkType().name());
     }
-    checkedUtil_ = util;
+    checkedUtilVersion_ = this->utilVersion();
   }
   return static_cast<Util*>(util);
 }

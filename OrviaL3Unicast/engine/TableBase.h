@@ -27,17 +27,20 @@ struct TableAttribute {
 // A handle's way back to its table: does not keep the table alive, and is empty once the table is
 // gone. One per table, shared by all of its handles.
 template <class T>
+class TableBase;
+
+template <class T>
 class TableLink final : public Vek::Tracked<TableLink<T>, Vek::PtrInterface> {
  public:
   using Table = typename T::Table;
-  explicit TableLink(Table* table) : table_(table) {}
+  explicit TableLink(TableBase<T>* table) : table_(table) {}
 
   static constexpr char const* typeName() { return nestedName<T, "TableLink">.c_str(); }
-  [[nodiscard]] Table* table() const { return table_; }
+  [[nodiscard]] Table* table() const;
   void tableDel() { table_ = nullptr; }
 
  private:
-  Table* table_;
+  TableBase<T>* table_;  // still under construction when the link is made
 };
 
 template <class T>
@@ -93,8 +96,8 @@ class TableBase : public OrviaAsicUtils::SwTable {
 
  private:
   Vek::Ptr<TableLink<T>> link_;
-  // The utility that was last found to be of the right class.
-  mutable OrviaAsicUtils::SwTableUtil* checkedUtil_ = nullptr;
+  // The utility setting that was last found to be of the right class; 0 stands for none at all.
+  mutable std::uint32_t checkedUtilVersion_ = 0;
 };
 
 }  // namespace OrviaL3Unicast::engine

@@ -40,6 +40,8 @@ void UnresolvedEntry<T>::handleEntryHandleProgramSuccessCount() {
   Vek::Ptr<Table> const table(table_);
   // The response reactor watches before the write starts, so that no answer is missed.
   table->pendingEntrySmIs(table->entryHandleAccess(key_), key_);
+  // Whoever ran in there may have removed the key, or written another record: that stands.
+  if (table_ == nullptr) return;
   Entry const entry = entry_;
   table->entryIs(key_, entry);
   // A handler may have parked another record under the key meanwhile: that one stays.

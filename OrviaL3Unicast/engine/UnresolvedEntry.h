@@ -42,8 +42,8 @@ class UnresolvedEntry final : public Vek::Tracked<UnresolvedEntry<T>, NeededHand
   // Takes the record and starts a watcher for each needed handle. When all are programmed already,
   // the record is written and this leaves the table before the call returns; handlers may run inside.
   // Called again (the same record written twice) it leaves the count as it is and makes new watchers
-  // only for handles that have counted: those count again. So a second write can complete the tally
-  // before every handle is programmed; intended.
+  // for the handles whose watchers have counted and so left: those count again. So a second write can
+  // complete the tally before every handle is programmed; intended.
   void initializeUnresolvedEntry(Entry const& entry);
   void handleEntryHandleProgramSuccessCount() override;
 

@@ -23,7 +23,10 @@ inline constexpr auto lookupExistingEntrySignature =
                            plumbing::keyAndEntryText<T>);
 
 template <class T>
-Vek::Ptr<EntryHandle<T>> EntryTable<T>::lookupExistingEntry(Key const& key, Entry const& entry) {
+Vek::Ptr<EntryHandle<T>> EntryTable<T>::lookupExistingEntry(Key const& keyOfCaller,
+                                                            Entry const& entry) {
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   auto const existingHandle = [&] {
     Vek::Ptr<EntryHandle> handle = entryHandleAccess(key);
     if (!handle) [[unlikely]] {

@@ -22,14 +22,16 @@
 // Two statements of one table with the same function, texts and value types are one statement: they
 // share the number, and the ring shows the line of the one that ran first after the file changed.
 //
-// Threading: the text side, any thread; the ring side as the default ring file, so one thread when it
-// is a single file. The text handle of a table is created by the first statement that runs for that
-// table and never destroyed, so statements of static destructors may still use it.
+// Threading: the text side, any thread; the ring side as the default ring file, so one thread when
+// it is a single file. The text handle of a table is created by the first statement that runs for
+// that table and never destroyed, so statements of static destructors may still use it.
 #pragma once
 
 #include <atomic>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "Asic/BlockSize.h"
@@ -148,12 +150,10 @@ template <class... Values>
   buffer.endMsg();
 }
 
+// The finished message. The shared text is free again when this returns: whatever the line's sink
+// does may trace in turn.
 template <class... Values>
-[[gnu::noinline, gnu::cold]] void textSide(Vek::TraceHandle& handle, Statement const& statement,
-                                           SourceLine where, Values... values) {
-  if (!handle.levelEnabled(statement.level)) {
-    return;
-  }
+[[gnu::noinline, gnu::cold]] std::string messageText(Statement const& statement, Values... values) {
   Fendrel::MsgFormatString& text = Brastel::FendrelConverter::sharedText();
   text.put(statement.function);
   if constexpr (sizeof...(Values) == 0) {
@@ -170,12 +170,22 @@ template <class... Values>
   } else {
     (converter << ... << values);
   }
-  // Once more: a value's text may have taken its time, and an operator may have had enough
-  // meanwhile.
+  return converter.str();
+}
+
+template <class... Values>
+[[gnu::noinline, gnu::cold]] void textSide(Vek::TraceHandle& handle, Statement const& statement,
+                                           SourceLine where, Values... values) {
+  // The statement's own test may have been the one that stands in until there is a handle.
+  if (!handle.levelEnabled(statement.level)) {
+    return;
+  }
+  std::string const message = messageText(statement, values...);
+  // Once more: an operator may have had enough meanwhile.
   if (handle.levelEnabled(statement.level)) {
     Vek::TraceHelper helper(handle, statement.level, statement.sourceUnit, where.line(),
                             statement.function);
-    helper.stream() << converter.str();
+    helper.stream() << message;
   }
 }
 

@@ -12,7 +12,7 @@ class VEK_EXPORT SwTable : public Vek::Entity {
   // An entry as its callers and the entries of other tables see it: hardware row and state. Starts
   // without a row, in the state not yet answered. The setters announce changed values only; reactors
   // (response handlers, the resolution of waiting entries) run inside them.
-  class VEK_EXPORT EntryHandle : public Vek::PtrInterface {
+  class VEK_EXPORT EntryHandle : public Vek::Tracked<EntryHandle, Vek::PtrInterface> {
    public:
     using Ptr = Vek::Ptr<EntryHandle>;
     using PtrConst = Vek::Ptr<EntryHandle const>;
@@ -25,6 +25,7 @@ class VEK_EXPORT SwTable : public Vek::Entity {
     ~EntryHandle() override;
 
     static Vek::VekType classType();
+    static constexpr char const* typeName() { return "Asic::SwTable::EntryHandle"; }
 
     [[nodiscard]] Index hwEntryIndex() const { return hwEntryIndex_; }
     void hwEntryIndexIs(Index row) {

@@ -37,6 +37,7 @@ void SwTable::utilIs(Vek::Ptr<SwTableUtil> const& util) {
   if (util_ == util) return;
   Vek::Ptr<SwTableUtil> old = util;
   old.swap(util_);
+  ++utilVersion_;
   announce(utilAttribute);
 }
 

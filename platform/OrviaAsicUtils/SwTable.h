@@ -66,11 +66,14 @@ class VEK_EXPORT SwTable : public Asic::SwTable {
 
   // The one gate in front of every hardware call.
   [[nodiscard]] bool mayCallHardware() const { return hwTableReady_ && hwTable_ != nullptr; }
+  // Advances whenever another utility is set: what was found out about one holds while it stands.
+  [[nodiscard]] std::uint32_t utilVersion() const { return utilVersion_; }
 
  private:
   Vek::Ptr<Asic::HwTable> hwTable_;
   Vek::Ptr<SwTableUtil> util_;
   std::uint32_t numEntries_ = 0;
+  std::uint32_t utilVersion_ = 0;
   bool hwTableReady_ = false;
 };
 

@@ -6,13 +6,14 @@
 
 namespace Vek {
 
-class VEK_EXPORT GenericIf : public PtrInterface {
+class VEK_EXPORT GenericIf : public Tracked<GenericIf, PtrInterface> {
  public:
   GenericIf(VekType valueType, void const* value) : valueType_(valueType), value_(value) {}
   [[nodiscard]] VekType fwkType() const override;
   ~GenericIf() override;
 
   static VekType classType();
+  static constexpr char const* typeName() { return "Vek::GenericIf"; }
 
   [[nodiscard]] VekType valueType() const { return valueType_; }
   // Valid as long as the value that the maker passed.

@@ -1,6 +1,6 @@
 #include "Vek/Memory.h"
 
-#include <algorithm>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <new>
@@ -18,12 +18,18 @@
 namespace Vek {
 namespace {
 
-constinit TypeAllocation* allTypes = nullptr;
+// Function-local, as objects are made in static initialisers; never destroyed, as they are freed at
+// exit.
+auto& typeAllocations() {
+  static auto* types = new std::map<std::string, TypeAllocation, std::less<>>;
+  return *types;
+}
+
 constinit std::mutex allocatorMutex;
 
 // Runs `step` alone when counted objects may be touched by several threads, else just runs it.
 template <class Step>
-auto guarded(Step&& step) {
+decltype(auto) guarded(Step&& step) {
   if (threadSafePointers()) [[unlikely]] {
     std::lock_guard lock(allocatorMutex);
     return step();
@@ -93,11 +99,6 @@ void vekMemFree(void* memory, std::size_t size) {
 void* vekMemAlloc(std::size_t size, TypeAllocation& type) {
   return guarded([&] {
     void* memory = takeMemory(size);
-    if (type.totalObjects == 0) [[unlikely]] {
-      type.objectSize = size;
-      type.next = allTypes;
-      allTypes = &type;
-    }
     ++type.totalObjects;
     ++type.liveObjects;
     return memory;
@@ -112,28 +113,28 @@ void vekMemFree(void* memory, std::size_t size, TypeAllocation& type) {
   });
 }
 
-std::uint64_t vekLiveObjects(std::string_view typeName) {
-  return guarded([&] {
-    std::uint64_t live = 0;
-    for (TypeAllocation* type = allTypes; type != nullptr; type = type->next) {
-      if (typeName == type->typeName) live += type->liveObjects;
-    }
-    return live;
+TypeAllocation& vekTypeAllocation(std::string_view typeName) {
+  return guarded([&]() -> TypeAllocation& {
+    return typeAllocations()
+        .try_emplace(std::string(typeName), TypeAllocation{std::string(typeName)})
+        .first->second;
   });
 }
 
-std::vector<TypeAllocationCount> vekTypeAllocations() {
+std::uint64_t vekLiveObjects(std::string_view typeName) {
+  return guarded([&] {
+    auto const& types = typeAllocations();
+    auto const found = types.find(typeName);
+    return found != types.end() ? found->second.liveObjects : 0;
+  });
+}
+
+std::vector<TypeAllocation> vekTypeAllocations() {
   return guarded([] {
-    std::map<std::string_view, TypeAllocationCount> byName;
-    for (TypeAllocation* type = allTypes; type != nullptr; type = type->next) {
-      auto& count = byName.try_emplace(type->typeName, TypeAllocationCount{type->typeName, 0, 0})
-                        .first->second;
-      count.liveObjects += type->liveObjects;
-      count.totalObjects += type->totalObjects;
+    std::vector<TypeAllocation> result;
+    for (auto const& [name, type] : typeAllocations()) {
+      if (type.totalObjects != 0) result.push_back(type);
     }
-    std::vector<TypeAllocationCount> result;
-    result.reserve(byName.size());
-    for (auto const& [name, count] : byName) result.push_back(count);
     return result;
   });
 }

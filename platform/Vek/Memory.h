@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,15 +15,16 @@
 
 namespace Vek {
 
-// What is known of the objects of one type. Constant-initialised; enters the process-wide list with
-// the first allocation.
+// What is known of the objects of one type.
 struct TypeAllocation {
-  char const* typeName;
-  std::size_t objectSize;
+  std::string typeName;
   std::uint64_t liveObjects = 0;   // allocated and not yet freed
   std::uint64_t totalObjects = 0;  // ever allocated
-  TypeAllocation* next = nullptr;
 };
+
+// The counters of a type, one per name and process: an object may be made in one shared object and
+// freed in another. They live until exit.
+VEK_EXPORT TypeAllocation& vekTypeAllocation(std::string_view typeName);
 
 // `size` bytes, aligned for any object. Throws std::bad_alloc.
 VEK_EXPORT void* vekMemAlloc(std::size_t size);
@@ -31,16 +33,11 @@ VEK_EXPORT void vekMemFree(void* memory, std::size_t size);
 VEK_EXPORT void* vekMemAlloc(std::size_t size, TypeAllocation& type);
 VEK_EXPORT void vekMemFree(void* memory, std::size_t size, TypeAllocation& type);
 
-// Live objects of all types of that name (a type may be counted in several shared objects).
+// Live objects of the type of that name; 0 for one that never allocated.
 VEK_EXPORT std::uint64_t vekLiveObjects(std::string_view typeName);
 
-struct TypeAllocationCount {
-  std::string_view typeName;
-  std::uint64_t liveObjects;
-  std::uint64_t totalObjects;
-};
 // All types that ever allocated, by name.
-VEK_EXPORT std::vector<TypeAllocationCount> vekTypeAllocations();
+VEK_EXPORT std::vector<TypeAllocation> vekTypeAllocations();
 
 // Inserted between a class and its base, makes `new` and `delete` of the class go through the
 // allocator above: class Foo : public Tracked<Foo, Base>. Foo::typeName() names it. In a hierarchy the
@@ -59,7 +56,7 @@ class Tracked : public Base {
 
  private:
   static TypeAllocation& allocation() {
-    static constinit TypeAllocation type{Self::typeName(), 0};
+    static TypeAllocation& type = vekTypeAllocation(Self::typeName());
     return type;
   }
 };

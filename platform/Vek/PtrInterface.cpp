@@ -51,6 +51,14 @@ void PtrInterface::handleZeroRef() const {
   const_cast<PtrInterface*>(this)->zeroReferencesIs(true);
 }
 
+void PtrInterface::deleteRefWithoutEnd() const {
+  if (threadSafePointers()) {
+    std::atomic_ref<std::uint32_t>(references_).fetch_sub(1, std::memory_order_acq_rel);
+  } else {
+    --references_;
+  }
+}
+
 PtrInterface::~PtrInterface() {
   while (NotifieeConst* notifiee = notifiees_.first()) {
     notifiees_.remove(*notifiee);

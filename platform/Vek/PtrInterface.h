@@ -110,7 +110,7 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
   class ConstructionHold {
    public:
     explicit ConstructionHold(PtrInterface const& object) : object_(object) { object.newRef(); }
-    ~ConstructionHold() { --object_.references_; }
+    ~ConstructionHold() { object_.deleteRefWithoutEnd(); }
     ConstructionHold(ConstructionHold const&) = delete;
     ConstructionHold& operator=(ConstructionHold const&) = delete;
 
@@ -127,6 +127,8 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
  private:
   friend class NotifieeList;
   friend NotifieeConst;
+
+  void deleteRefWithoutEnd() const;
 
   mutable std::uint32_t references_ = 0;
   bool hasNotificationActive_ = false;

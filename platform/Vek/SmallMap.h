@@ -57,8 +57,13 @@ class SmallMap {
   };
 
   SmallMap() = default;
-  SmallMap(SmallMap const&) = default;
-  SmallMap& operator=(SmallMap const&) = default;
+  SmallMap(SmallMap const& other)
+      : inline_(other.inline_), heap_(other.heap_), size_(other.size_), version_(other.version_) {}
+  // Not memberwise: where the members are follows from the heap's capacity, which a copy would keep.
+  SmallMap& operator=(SmallMap const& other) {
+    SmallMap(other).swap(*this);
+    return *this;
+  }
   SmallMap(SmallMap&& other) noexcept { swap(other); }
   SmallMap& operator=(SmallMap&& other) noexcept {
     SmallMap(std::move(other)).swap(*this);
@@ -123,6 +128,7 @@ class SmallMap {
     std::swap(inline_, other.inline_);
     heap_.swap(other.heap_);
     std::swap(size_, other.size_);
+    // Each keeps its own count of changes, so that a walk under way notices.
     ++version_;
     ++other.version_;
   }
