@@ -57,7 +57,10 @@ void FirstFreeIndexAllocator::freeIndexIs(std::uint64_t first, std::uint32_t cou
 }
 
 void FirstFreeIndexAllocator::reserveIndices(Index first, Index last) {
-  checkRange(first.value(), std::uint64_t{last.value()} + 1 - first.value());
+  if (first > last || last.value() >= size()) [[unlikely]] {
+    throw Vek::RangeException(
+        Vek::format("rows %u to %u are no rows of a table of %u rows", first, last, size()));
+  }
   for (std::uint32_t row = first.value(); row <= last.value(); ++row) {
     reserved_[row] = true;
     free_.bitIs(row, 0);
@@ -107,11 +110,11 @@ void FirstFreeIndexAllocator::releaseIndexForKey(Vek::VekType const& type, void 
   keys_.unbind(found);
 }
 
-void FirstFreeIndexAllocator::checkRange(std::uint64_t first, std::uint64_t count) const {
-  // The first two also catch a last row below the first one, whose count wraps around.
-  if (first > size() || count > size() || first + count > size()) [[unlikely]] {
-    throw Vek::RangeException(Vek::format(
-        "rows outside the table: first %u, count %u, table size %u", first, count, size()));
+void FirstFreeIndexAllocator::checkRange(std::uint64_t first, std::uint32_t count) const {
+  // Not first + count: that may wrap around.
+  if (first > size() || count > size() - first) [[unlikely]] {
+    throw Vek::RangeException(
+        Vek::format("%u rows from %u on are not within a table of %u rows", count, first, size()));
   }
 }
 

@@ -67,7 +67,7 @@ class VEK_EXPORT FirstFreeIndexAllocator final
  private:
   explicit FirstFreeIndexAllocator(Vek::String const& name) : Tracked(name) {}
 
-  void checkRange(std::uint64_t first, std::uint64_t count) const;
+  void checkRange(std::uint64_t first, std::uint32_t count) const;
 
   Mosk::HBitmap free_;           // available, not reserved and without an owner
   std::vector<bool> available_;  // what freeIndexIs made of the row

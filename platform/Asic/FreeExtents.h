@@ -21,6 +21,8 @@ class FreeExtents {
  public:
   static constexpr std::uint32_t noRow = 0xFFFFFFFFU;
 
+  // Without rows.
+  FreeExtents() { roots_.fill(none); }
   // Starts over with one free extent of all rows.
   void reset(std::uint32_t rows);
 
@@ -65,9 +67,9 @@ class FreeExtents {
   std::uint32_t extentsInUse_ = 0;
   std::uint32_t runsTaken_ = 0;
   std::vector<Id> extentAt_;     // by row: the extent that starts or ends there
-  std::vector<Extent> extents_;  // with those that are free for use chained through `less`
+  std::vector<Extent> extents_;  // those that are not in use are chained through `less`
   Id unused_ = none;
-  std::array<Id, trees> roots_{};
+  std::array<Id, trees> roots_;
   std::array<std::uint64_t, trees / 64> notEmpty_{};
 };
 

@@ -7,8 +7,8 @@ namespace Asic {
 
 NoRowException::NoRowException(std::uint32_t tableSize, std::uint32_t rowsFree,
                                std::uint32_t largestFreeRun, std::uint32_t width)
-    : Vek::Exception(Vek::format("no run of %u free rows: table size %u, free rows %u, largest "
-                                 "free run %u",
+    : Vek::Exception(Vek::format("no free run of width %u: table size %u, free rows %u, "
+                                 "largest free run %u",
                                  width, tableSize, rowsFree, largestFreeRun)),
       tableSize_(tableSize),
       rowsFree_(rowsFree),

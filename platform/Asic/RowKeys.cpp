@@ -24,7 +24,7 @@ Vek::VekValueOps const& opsOf(Vek::VekType const& type) {
 }  // namespace
 
 RowKeys::~RowKeys() {
-  // By position: what the end of a key sets off may still look here.
+  size_ = 0;  // what the end of a key sets off may still look here: it finds nothing
   for (std::size_t row = 0; row < keys_.size(); ++row) {
     if (keys_[row] == nullptr) continue;
     Vek::VekValueOps const& ops = *types_[keyTypes_[row]].ops;
