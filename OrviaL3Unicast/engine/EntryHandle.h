@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "OrviaL3Unicast/WriteResponseHandler.h"
+#include "OrviaL3Unicast/engine/WriteResponseHandler.h"
 #include "OrviaL3Unicast/engine/TableBase.h"
 
 namespace OrviaL3Unicast::engine {

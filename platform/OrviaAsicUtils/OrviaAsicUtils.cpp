@@ -6,7 +6,15 @@
 namespace OrviaAsicUtils {
 
 SwTable::SwTable(Vek::String const& name) : Asic::SwTable(name) {}
-SwTable::~SwTable() = default;
+SwTable::~SwTable() {
+  while (WriteResponseSm* reactor = writeResponseSms_.first()) {
+    writeResponseSms_.remove(*reactor);
+    reactor->table_ = nullptr;
+  }
+}
+Vek::ChainHook<WriteResponseSm>& SwTable::WriteResponseHook::of(WriteResponseSm& reactor) {
+  return reactor.hook_;
+}
 Vek::VekType SwTable::fwkType() const { return classType(); }
 Vek::VekType SwTable::classType() { return {&asicUtilsModule, AsicUtilsNumbers::swTable}; }
 
@@ -66,11 +74,14 @@ Vek::Ptr<WriteResponseSm> WriteResponseSm::WriteResponseSmIs(Vek::Ptr<SwTable> c
 
 WriteResponseSm::WriteResponseSm(SwTable* table) : table_(table) {
   if (table_ == nullptr) return;
+  table_->writeResponseSms_.append(*this);
   notifierIs(table_->hwTable().get());
   isRegisteredNotifieeIs(true);
 }
 
-WriteResponseSm::~WriteResponseSm() = default;
+WriteResponseSm::~WriteResponseSm() {
+  if (table_ != nullptr) table_->writeResponseSms_.remove(*this);
+}
 Vek::VekType WriteResponseSm::fwkType() const { return classType(); }
 Vek::VekType WriteResponseSm::classType() {
   return {&asicUtilsModule, AsicUtilsNumbers::writeResponseSm};

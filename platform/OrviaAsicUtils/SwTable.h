@@ -17,6 +17,7 @@
 namespace OrviaAsicUtils {
 
 class SwTableUtil;
+class WriteResponseSm;
 
 class VEK_EXPORT SwTable : public Asic::SwTable {
  public:
@@ -75,6 +76,13 @@ class VEK_EXPORT SwTable : public Asic::SwTable {
   std::uint32_t numEntries_ = 0;
   std::uint32_t utilVersion_ = 0;
   bool hwTableReady_ = false;
+
+  friend class WriteResponseSm;
+  struct WriteResponseHook {
+    static Vek::ChainHook<WriteResponseSm>& of(WriteResponseSm& reactor);
+  };
+  // Who carries answers here; each loses the table when it dies.
+  Vek::Chain<WriteResponseSm, WriteResponseHook> writeResponseSms_;
 };
 
 }  // namespace OrviaAsicUtils

@@ -3,7 +3,7 @@
 // Watches the hardware table that the given table has when the reactor is made. For every write
 // response it asks the table for the handle of the answered row and sets the handle's row, then its
 // state; a response for a row that no entry owns changes nothing. The link to the table does not keep
-// it alive: the owner of the reactor is the table itself, which drops it before it dies.
+// it alive; the table clears it when it dies, and answers change nothing from then on.
 #pragma once
 
 #include "OrviaAsicUtils/SwTable.h"
@@ -23,12 +23,15 @@ class VEK_EXPORT WriteResponseSm final : public Vek::Tracked<WriteResponseSm, Ve
   static Vek::VekType classType();
   static constexpr char const* typeName() { return "OrviaAsicUtils::WriteResponseSm"; }
 
+  // The table, or none once it is gone.
   [[nodiscard]] SwTable* table() const { return table_; }
 
  private:
+  friend class SwTable;
   explicit WriteResponseSm(SwTable* table);
 
   SwTable* table_;
+  Vek::ChainHook<WriteResponseSm> hook_;  // of the table
 };
 
 }  // namespace OrviaAsicUtils

@@ -27,7 +27,8 @@ class VEK_EXPORT NotifieeConst : public PtrInterface {
   static VekType classType();
 
   [[nodiscard]] Ptr<PtrInterface const> notifier() const { return notifier_; }
-  // Leaves the list of the present notifier; the reactor must be registered again.
+  // Leaves the present notifier; the reactor must be registered again. A notifier that is being
+  // destroyed counts as none.
   void notifierIs(PtrInterface const* notifier);
   [[nodiscard]] bool isRegisteredNotifiee() const { return isRegisteredNotifiee_; }
   // Enters the notifier's list (behind all others) or leaves it; nothing without a notifier.

@@ -25,7 +25,7 @@ void NotifieeList::visitAll(AttributeId attributeId, void const* key) {
   Ptr<PtrInterface const> const alive(static_cast<PtrInterface const*>(this));
   std::exception_ptr first;
   notifiees_.walk([&](NotifieeConst& notifiee) {
-    if (!notifiee.hasNotificationActive()) return;
+    if (!notifiee.isRegisteredNotifiee() || !notifiee.hasNotificationActive()) return;
     try {
       notifiee.onAttribute(attributeId, key);
     } catch (...) {
@@ -60,6 +60,7 @@ void PtrInterface::deleteRefWithoutEnd() const {
 }
 
 PtrInterface::~PtrInterface() {
+  ending_ = true;
   while (NotifieeConst* notifiee = notifiees_.first()) {
     notifiees_.remove(*notifiee);
     notifiee->isRegisteredNotifiee_ = false;
@@ -76,7 +77,7 @@ void NotifieeConst::hasNotificationActiveIs(bool active) {
 VekType NotifieeConst::fwkType() const { return classType(); }
 VekType NotifieeConst::classType() { return {&vekModule, VekNumbers::notifieeConst}; }
 
-NotifieeConst::~NotifieeConst() { isRegisteredNotifieeIs(false); }
+NotifieeConst::~NotifieeConst() { notifierIs(nullptr); }
 
 void NotifieeConst::onZeroReferences() {}
 
@@ -87,18 +88,20 @@ void NotifieeConst::vekDoZombieReactors(bool zombie) {
 }
 
 void NotifieeConst::notifierIs(PtrInterface const* notifier) {
-  isRegisteredNotifieeIs(false);
-  notifier_ = notifier;
+  // In the list from now on, registered or not: that is how the notifier clears the link when it dies.
+  if (notifier_ != nullptr) notifier_->notifieeList()->notifiees_.remove(*this);
+  isRegisteredNotifiee_ = false;
+  notifier_ = notifier != nullptr && !notifier->ending_ ? notifier : nullptr;
+  if (notifier_ != nullptr) notifier_->notifieeList()->notifiees_.append(*this);
 }
 
 void NotifieeConst::isRegisteredNotifieeIs(bool registered) {
   if (registered == isRegisteredNotifiee_ || notifier_ == nullptr) return;
   isRegisteredNotifiee_ = registered;
-  if (registered) {
-    notifier_->notifieeList()->notifiees_.append(*this);
-  } else {
-    notifier_->notifieeList()->notifiees_.remove(*this);
-  }
+  if (!registered) return;
+  // Its place is behind all who registered before, and outside a visit that is under way.
+  notifier_->notifieeList()->notifiees_.remove(*this);
+  notifier_->notifieeList()->notifiees_.append(*this);
 }
 
 }  // namespace Vek

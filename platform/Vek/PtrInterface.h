@@ -3,7 +3,9 @@
 // PtrInterface carries an intrusive reference count and the list of the reactors that watch the
 // object. Vek::Ptr counts; when the last reference goes, handleZeroRef() destroys the object. An
 // object under destruction may still announce and be referred to for a moment: such references
-// never destroy it a second time (they must not outlive it).
+// never destroy it a second time (they must not outlive it). Objects live on the heap and are held by
+// counted references before they announce: a visit holds one of its own, and letting that go would
+// otherwise be the end of the object.
 //
 // A setter announces its change with notifieeList()->visit(attributeId[, key]). The announcement is
 // synchronous: every reactor runs inside the setter, in the order of registration. What may run
@@ -135,6 +137,7 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
   // Flags of NotifieeConst, here because they fit beside the count.
   bool isRegisteredNotifiee_ = false;
   bool markedForDeletion_ = false;
+  bool ending_ = false;  // the destructor has come this far; nobody can watch any more
 };
 
 }  // namespace Vek

@@ -5,6 +5,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <latch>
 #include <memory>
 #include <set>
 #include <string>
@@ -194,7 +195,10 @@ TEST(TracedRecordTest, LetsThreadsShareAStatement) {
   }));
   TextCapture const text;
   Vek::traceLevelDelAll();
-  auto const work = [] {
+  std::latch bothHaveAFile(2);
+  auto const work = [&] {
+    EXPECT_NE(Fendrel::defaultFendrelFile(), nullptr);
+    bothHaveAFile.arrive_and_wait();  // so that both describe the statement at the same time
     for (unsigned i = 0; i < 1000; ++i) {
       trace<TestTable, "shared statement", ": ">(i);
     }

@@ -205,6 +205,21 @@ TEST(TwoSidedTraceTest, RecordsBeforeItWritesText) {
   EXPECT_THAT(recordedAtTheTime, ElementsAre("order: ring first: "));
 }
 
+TEST(TwoSidedTraceTest, LetsTheSinkTrace) {
+  TextCapture const text;
+  Vek::traceLevelIs("OrviaL3UnicastTestTable", level3, true);
+  Lines seen;
+  Vek::TraceSink previous = Vek::traceSinkIs([&seen](Vek::TraceLine const& line) {
+    seen.emplace_back(line.text);
+    if (seen.size() == 1) {
+      trace<TestTable, "inner", ": ">(2U);
+    }
+  });
+  trace<TestTable, "outer", ": ">(1U);
+  Vek::traceSinkIs(std::move(previous));
+  EXPECT_THAT(seen, ElementsAre("outer: 1", "inner: 2"));
+}
+
 // Traces when the process ends, after every test.
 struct LastWords {
   ~LastWords() {
