@@ -5,14 +5,14 @@ namespace OrviaL3Agent {
 Adjacencies::Adjacencies(std::uint16_t lastNumber)
     : state_(std::make_shared<State>(State{RowPool(1, lastNumber), {}})) {}
 
-Adjacencies::Use Adjacencies::use(const Fpm::NextHop& nextHop) {
-  const Neighbour neighbour(nextHop.interface, nextHop.family, nextHop.gateway, nextHop.onlink);
-  if (const auto found = state_->live.find(neighbour); found != state_->live.end()) {
+Adjacencies::Use Adjacencies::use(Fpm::NextHop const& nextHop) {
+  Neighbour const neighbour(nextHop.interface, nextHop.family, nextHop.gateway, nextHop.onlink);
+  if (auto const found = state_->live.find(neighbour); found != state_->live.end()) {
     return found->second.lock();
   }
-  const std::optional<std::uint32_t> number = state_->numbers.take();
+  std::optional<std::uint32_t> const number = state_->numbers.take();
   if (!number) return nullptr;
-  const auto end = [state = state_, neighbour](const std::uint16_t* ended) {
+  auto const end = [state = state_, neighbour](std::uint16_t const* ended) {
     state->numbers.giveBack(*ended);
     state->live.erase(neighbour);
     delete ended;

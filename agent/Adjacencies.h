@@ -1,8 +1,9 @@
 // Numbers for neighbours: what a next-hop row's `destination` field says.
 //
-// A neighbour is an interface, a gateway on it (or none, for hosts that are connected directly) and how the gateway
-// is reached. Equal neighbours share one number, different ones never do, so a next hop whose gateway changes gets a
-// different row. Numbers go from 1 up, lowest free first:
+// A neighbour is an interface, a gateway on it (or none, for hosts that are connected directly) and
+// how the gateway is reached. Equal neighbours share one number, different ones never do, so the
+// record of a next hop whose gateway changes is a different one. Numbers go from 1 up, lowest free
+// first:
 //
 //   Adjacencies::Use use = adjacencies.use(nextHop);
 //   record.destinationIs(*use);
@@ -26,7 +27,7 @@ namespace OrviaL3Agent {
 
 class Adjacencies {
  public:
-  using Use = std::shared_ptr<const std::uint16_t>;
+  using Use = std::shared_ptr<std::uint16_t const>;
 
   // The field is 16 bits wide.
   static constexpr std::uint16_t kLastNumber = 0xFFFF;
@@ -34,7 +35,7 @@ class Adjacencies {
   explicit Adjacencies(std::uint16_t lastNumber = kLastNumber);
 
   // Empty when every number is taken.
-  [[nodiscard]] Use use(const Fpm::NextHop& nextHop);
+  [[nodiscard]] Use use(Fpm::NextHop const& nextHop);
 
   [[nodiscard]] std::size_t size() const { return state_->live.size(); }
 
@@ -42,7 +43,7 @@ class Adjacencies {
   using Neighbour = std::tuple<std::uint32_t, std::uint8_t, std::optional<Fpm::Address>, bool>;
   struct State {
     RowPool numbers;
-    std::map<Neighbour, std::weak_ptr<const std::uint16_t>> live;
+    std::map<Neighbour, std::weak_ptr<std::uint16_t const>> live;
   };
 
   std::shared_ptr<State> state_;

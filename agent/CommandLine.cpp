@@ -10,7 +10,7 @@
 namespace OrviaL3Agent {
 namespace {
 
-constexpr const char* kExamples = R"(Examples:
+constexpr char const* kExamples = R"(Examples:
   orvia-l3-agent replay examples/streams/forms.0.fpm
   orvia-l3-agent replay examples/streams/forms.0.fpm --show
   orvia-l3-agent replay examples/streams/wide-static.0.fpm --refuse-row 3 --refuse-row 7
@@ -20,7 +20,9 @@ constexpr const char* kExamples = R"(Examples:
 Exit codes: 0 done, 1 the stream or a file is at fault, 2 wrong usage.
 )";
 
-constexpr const char* kReplayExamples = R"(A TURN is one round of the agent's event loop: due timers, one slice of the stream, the hardware's answers.
+constexpr char const* kReplayExamples =
+    R"(A TURN is one round of the agent's event loop: due timers, one slice of the stream, the
+hardware's answers.
 
 Examples:
   See what a stream leaves in the table:
@@ -34,17 +36,19 @@ Examples:
   Write what the table does to standard error:
     orvia-l3-agent replay examples/streams/forms.0.fpm --trace 8
 
-Exit codes: 0 done, 1 the stream is at fault (what came before the fault stays programmed), 2 wrong usage.
+Exit codes: 0 done, 1 the stream is at fault (what came before the fault stays programmed), 2 wrong
+usage.
 )";
 
 // The largest table that the row allocators of the platform are laid out for.
 constexpr std::uint32_t kMaxRows = 1U << 20U;
 
-// Validators put a description of their own beside an option's help text; the texts here say it better.
+// Validators put a description of their own beside an option's help text; the texts here say it
+// better.
 CLI::Validator existingFile() { return CLI::ExistingFile.description(""); }
 // Unsigned options take "-1" for their largest value otherwise.
 CLI::Validator notNegative() {
-  return {[](const std::string& text) -> std::string {
+  return {[](std::string const& text) -> std::string {
             return text.starts_with('-') ? text + " is negative" : std::string();
           },
           ""};
@@ -54,7 +58,7 @@ CLI::Validator range(std::uint32_t first, std::uint32_t last) {
 }
 
 // The text of a delay option: a number of turns, or "never".
-std::optional<std::uint32_t> delayOf(const std::string& option, const std::string& text) {
+std::optional<std::uint32_t> delayOf(std::string const& option, std::string const& text) {
   if (text == "never") return std::nullopt;
   std::uint32_t turns = 0;
   if (!CLI::detail::lexical_cast(text, turns) || text.front() == '-') {
@@ -74,8 +78,9 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
   replay->add_option("--until", options.until, "Stop reading after this many messages")
       ->type_name("MESSAGES")
       ->check(notNegative());
-  replay->add_option("--trace", options.traceLevel,
-                     "Write the tables' text trace up to this level (0 to 9) to standard error")
+  replay
+      ->add_option("--trace", options.traceLevel,
+                   "Write the tables' text trace up to this level (0 to 9) to standard error")
       ->type_name("LEVEL")
       ->check(range(0, 9));
   replay->add_option("--ring", options.ringFile, "Write the binary trace to this file")
@@ -87,16 +92,17 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       "--no-progress", [&options] { options.progress = ReplayOptions::Progress::off; },
       "Show no progress");
 
-  replay->add_option_function<std::string>(
-            "--answer",
-            [&options](const std::string& when) {
-              options.answer =
-                  when == "now" ? ReplayOptions::Answer::now : ReplayOptions::Answer::loop;
-            },
-            "When the hardware answers a write: now (within the call) or loop (at the end of the "
-            "turn) [loop]")
+  replay
+      ->add_option_function<std::string>(
+          "--answer",
+          [&options](std::string const& when) {
+            options.answer =
+                when == "now" ? ReplayOptions::Answer::now : ReplayOptions::Answer::loop;
+          },
+          "When the hardware answers a write: now (within the call) or loop (at the end of the "
+          "turn) [loop]")
       ->type_name("WHEN")
-      ->check([](const std::string& when) -> std::string {
+      ->check([](std::string const& when) -> std::string {
         if (when == "now" || when == "loop") return {};
         return when + " is neither now nor loop";
       });
@@ -111,18 +117,21 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->type_name("N")
       ->capture_default_str()
       ->check(notNegative());
-  replay->add_option_function<std::string>(
-            "--interface-delay",
-            [&options](const std::string& text) {
-              options.interfaceDelay = delayOf("--interface-delay", text);
-            },
-            fmt::format("Turns from the first use of an interface until it is programmed, or never [{}]",
-                        *options.interfaceDelay))
+  replay
+      ->add_option_function<std::string>(
+          "--interface-delay",
+          [&options](std::string const& text) {
+            options.interfaceDelay = delayOf("--interface-delay", text);
+          },
+          fmt::format(
+              "Turns from the first use of an interface until it is programmed, or never [{}]",
+              *options.interfaceDelay))
       ->type_name("TURNS");
-  replay->add_option_function<std::string>(
-            "--mtu-delay",
-            [&options](const std::string& text) { options.mtuDelay = delayOf("--mtu-delay", text); },
-            fmt::format("The same for an MTU profile [{}]", *options.mtuDelay))
+  replay
+      ->add_option_function<std::string>(
+          "--mtu-delay",
+          [&options](std::string const& text) { options.mtuDelay = delayOf("--mtu-delay", text); },
+          fmt::format("The same for an MTU profile [{}]", *options.mtuDelay))
       ->type_name("TURNS");
   replay->add_option("--slice", options.slice, "Messages read in one turn")
       ->type_name("N")
@@ -135,10 +144,11 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       throw CLI::ValidationError("--first-row", fmt::format("{} is not a row of a table of {} rows",
                                                             options.firstRow, options.rows));
     }
-    for (const std::uint32_t row : options.refusedRows) {
+    for (std::uint32_t const row : options.refusedRows) {
       if (row >= options.rows) {
-        throw CLI::ValidationError("--refuse-row", fmt::format("{} is not a row of a table of {} rows",
-                                                               row, options.rows));
+        throw CLI::ValidationError(
+            "--refuse-row",
+            fmt::format("{} is not a row of a table of {} rows", row, options.rows));
       }
     }
   });
@@ -146,7 +156,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 
 }  // namespace
 
-Command parseCommandLine(int argc, const char* const* argv) {
+Command parseCommandLine(int argc, char const* const* argv) {
   CLI::App app{"A stand-alone forwarding agent: programs next hops from a routing stream.",
                "orvia-l3-agent"};
   app.footer(kExamples);
@@ -164,11 +174,12 @@ Command parseCommandLine(int argc, const char* const* argv) {
 
   try {
     app.parse(argc, argv);
-  } catch (const CLI::ParseError& e) {
+  } catch (CLI::ParseError const& e) {
     std::ostringstream output;
     std::ostringstream error;
-    // The library's exit codes tell its error classes apart; users only need to know that it was usage.
-    const int code = app.exit(e, output, error);
+    // The library's exit codes tell its error classes apart; users only need to know that it was
+    // usage.
+    int const code = app.exit(e, output, error);
     return Leave{code == 0 ? kExitOk : kExitUsage, output.str(), error.str()};
   }
   if (ring->parsed()) return ringOptions;

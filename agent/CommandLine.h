@@ -29,15 +29,15 @@ struct ReplayOptions {
   Progress progress = Progress::automatic;  // automatic: when standard error is a terminal
 
   std::optional<std::uint32_t> traceLevel;  // text trace up to this level; nothing: off
-  std::string ringFile;          // empty: no ring-buffer trace
+  std::string ringFile;                     // empty: no ring-buffer trace
 
   Answer answer = Answer::loop;
   std::vector<std::uint32_t> refusedRows;
 
   std::uint32_t rows = 32768;
   std::uint32_t firstRow = 1;
-  // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing means
-  // never.
+  // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing
+  // means never.
   std::optional<std::uint32_t> interfaceDelay = 2;
   std::optional<std::uint32_t> mtuDelay = 1;
   std::uint32_t slice = 16;  // messages per loop turn
@@ -56,6 +56,6 @@ struct Leave {
 
 using Command = std::variant<ReplayOptions, RingOptions, Leave>;
 
-[[nodiscard]] Command parseCommandLine(int argc, const char* const* argv);
+[[nodiscard]] Command parseCommandLine(int argc, char const* const* argv);
 
 }  // namespace OrviaL3Agent

@@ -16,7 +16,7 @@ void EventLoop::sourceDel(Source* source) { std::erase(sources_, source); }
 void EventLoop::post(Task task) { posts_.push_back(std::move(task)); }
 
 EventLoop::TimerId EventLoop::timerIs(Turn turns, Task task) {
-  const TimerId id{now_ + std::max<Turn>(turns, 1), ++timerSerial_};
+  TimerId const id{now_ + std::max<Turn>(turns, 1), ++timerSerial_};
   timers_.emplace(id, std::move(task));
   return id;
 }
@@ -26,7 +26,7 @@ void EventLoop::timerDel(TimerId id) { timers_.erase(id); }
 void EventLoop::runTimers() {
   // A timer set by one of these is due in a later turn, so the walk ends.
   while (!timers_.empty() && timers_.begin()->first.due <= now_) {
-    const Task task = std::move(timers_.extract(timers_.begin()).mapped());
+    Task const task = std::move(timers_.extract(timers_.begin()).mapped());
     task();
   }
 }
@@ -39,7 +39,8 @@ void EventLoop::runPosts() {
       posts[i]();
     } catch (...) {
       // The tasks behind the one that failed are not lost: they come first in the next turn.
-      posts_.insert(posts_.begin(), std::make_move_iterator(posts.begin() + static_cast<std::ptrdiff_t>(i) + 1),
+      posts_.insert(posts_.begin(),
+                    std::make_move_iterator(posts.begin() + static_cast<std::ptrdiff_t>(i) + 1),
                     std::make_move_iterator(posts.end()));
       throw;
     }
@@ -48,7 +49,7 @@ void EventLoop::runPosts() {
 
 void EventLoop::runSources() {
   // A copy, since a slice may add or remove sources; one that was removed meanwhile is passed over.
-  const std::vector<Source*> sources = sources_;
+  std::vector<Source*> const sources = sources_;
   for (Source* source : sources) {
     if (std::find(sources_.begin(), sources_.end(), source) != sources_.end()) source->runSlice();
   }
@@ -64,7 +65,7 @@ bool EventLoop::turn() {
 
 bool EventLoop::busy() const {
   return !posts_.empty() || !timers_.empty() ||
-         std::any_of(sources_.begin(), sources_.end(), [](const Source* s) { return s->busy(); });
+         std::any_of(sources_.begin(), sources_.end(), [](Source const* s) { return s->busy(); });
 }
 
 void EventLoop::run() {

@@ -2,8 +2,8 @@
 //
 // Everything the agent does happens in a turn: first the timers that are due, then what was posted,
 // then every source in the order in which it was added. A source is something that brings work from
-// outside, a slice at a time, so that no source keeps the others waiting: the routing stream is one, the hardware's
-// answers are another.
+// outside, a slice at a time, so that no source keeps the others waiting: the routing stream is
+// one, the hardware's answers are another.
 //
 //   EventLoop loop;
 //   loop.sourceIs(&input);            // not owned
@@ -15,8 +15,8 @@
 // posted or set by a task never runs in the same phase that set it, so no task can starve the loop.
 //
 // Threading: everything is called on the loop's own thread. Ownership: the loop owns its tasks and
-// refers to its sources, which remove themselves with sourceDel() before they end. An exception of a task or source
-// leaves turn(); the loop stays usable, that task is gone.
+// refers to its sources, which remove themselves with sourceDel() before they end. An exception of
+// a task or source leaves turn(); the loop stays usable, that task is gone.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +46,7 @@ class EventLoop {
   struct TimerId {
     Turn due = 0;
     std::uint64_t serial = 0;
-    friend auto operator<=>(const TimerId&, const TimerId&) = default;
+    friend auto operator<=>(TimerId const&, TimerId const&) = default;
   };
 
   void sourceIs(Source* source);

@@ -17,13 +17,13 @@ constexpr std::uint8_t kForwardIpv6 = 2;
 // Of the four valid bits, the one for the destination.
 constexpr std::uint8_t kDestinationValid = 1;
 
-std::uint8_t forwardingType(const Fpm::NextHop& nextHop) {
+std::uint8_t forwardingType(Fpm::NextHop const& nextHop) {
   if (!nextHop.gateway) return kForwardConnected;
   return nextHop.gateway->family == AF_INET6 ? kForwardIpv6 : kForwardIpv4;
 }
 
-Record recordOf(const Fpm::NextHop& nextHop, std::uint16_t destination,
-                const StandInTable::Handle& interface, const StandInTable::Handle& mtuProfile) {
+Record recordOf(Fpm::NextHop const& nextHop, std::uint16_t destination,
+                StandInTable::Handle const& interface, StandInTable::Handle const& mtuProfile) {
   Record record;
   record.destinationIs(destination);
   record.forwardingTypeIs(forwardingType(nextHop));
@@ -44,15 +44,15 @@ NextHops::NextHops(Vek::Ptr<Table> table, StandInTable& interfaces, StandInTable
 
 NextHops::~NextHops() = default;
 
-void NextHops::nextHopIs(const Fpm::NextHop& announced) {
-  const auto [found, isNew] = byId_.try_emplace(announced.id);
+void NextHops::nextHopIs(Fpm::NextHop const& announced) {
+  auto const [found, isNew] = byId_.try_emplace(announced.id);
   NextHop& nextHop = found->second;
   if (isNew) {
     ++counts_.announced;
   } else if (nextHop.contents == announced) {
     ++counts_.repeated;
-    // Committing the same record again would be no harmless repetition: while it is parked, the table counts
-    // the handles it waits for once more.
+    // Committing the same record again would be no harmless repetition: while it is parked, the
+    // table counts the handles it waits for once more.
     if (nextHop.obstacle == Obstacle::none) return;
   } else {
     ++counts_.changed;
@@ -65,16 +65,16 @@ void NextHops::nextHopIs(const Fpm::NextHop& announced) {
 }
 
 NextHops::Obstacle NextHops::place(NextHop& nextHop) {
-  const StandInTable::Handle interface = interfaces_.entry(nextHop.contents.interface);
+  StandInTable::Handle const interface = interfaces_.entry(nextHop.contents.interface);
   if (!interface) return Obstacle::interfaceSlot;
-  const StandInTable::Handle mtuProfile = mtuProfiles_.entry(kDefaultMtu);
+  StandInTable::Handle const mtuProfile = mtuProfiles_.entry(kDefaultMtu);
   if (!mtuProfile) return Obstacle::mtuSlot;
-  const Adjacencies::Use adjacency = adjacencies_.use(nextHop.contents);
+  Adjacencies::Use const adjacency = adjacencies_.use(nextHop.contents);
   if (!adjacency) return Obstacle::adjacency;
   if (!nextHop.key) nextHop.key = RowKey::RowKeyIs(rows_);
   if (!nextHop.key) return Obstacle::row;
 
-  const Record record = recordOf(nextHop.contents, *adjacency, interface, mtuProfile);
+  Record const record = recordOf(nextHop.contents, *adjacency, interface, mtuProfile);
   nextHop.handle = commitTime_.measure([&] { return table_->entryCommit(nextHop.key, record); });
   if (parked(nextHop)) {
     // The row goes on naming the neighbour before, so that one keeps its number as well.
@@ -87,7 +87,7 @@ NextHops::Obstacle NextHops::place(NextHop& nextHop) {
 }
 
 bool NextHops::nextHopDel(std::uint32_t id) {
-  const auto found = byId_.find(id);
+  auto const found = byId_.find(id);
   if (found == byId_.end()) return false;
   ++counts_.withdrawn;
   NextHop nextHop = std::move(found->second);
@@ -95,14 +95,16 @@ bool NextHops::nextHopDel(std::uint32_t id) {
   if (nextHop.key) {
     removeTime_.measure([&] {
       table_->entryRemove(nextHop.key);
-      // The record leaves the table, and the row the hardware, when the last reference goes: this one.
+      // The record leaves the table, and the row the hardware, when the last reference goes: this
+      // one.
       nextHop.handle = nullptr;
     });
+    if (!table_->entryExists(nextHop.key)) nextHop.key->rowDel();
   }
   return true;
 }
 
-bool NextHops::parked(const NextHop& nextHop) const {
+bool NextHops::parked(NextHop const& nextHop) const {
   return nextHop.key && table_->unresolvedEntry(nextHop.key) != nullptr;
 }
 

@@ -1,20 +1,22 @@
 // The single next hops of the routing stream, each with a row of the ingress table.
 //
-//   NextHops nextHops(table, loop's stand-in tables, rows);
+//   NextHops nextHops(table, interfaces, mtuProfiles, rows);
 //   nextHops.nextHopIs(announced);
 //   nextHops.nextHopDel(id);
 //
-// Every id that is announced gets a key (a reserved row), the handles of its outgoing interface and MTU profile, and a
-// record under that key. The table parks the record until both handles are programmed, then asks the hardware to
-// write the row. An id that is announced again with other contents keeps its key and gets a changed record; one that
-// is announced again as it was changes nothing. A withdrawal removes the key from the table, then lets go of the entry's
-// handle and the key: the record leaves the table, and the row the hardware, with the handle's last reference, so an agent that
-// kept its own would keep the row.
+// Every id that is announced gets a key (a reserved row), the handles of its outgoing interface and
+// MTU profile, and a record under that key. The table parks the record until both handles are
+// programmed, then asks the hardware to write the row. An id that is announced again with other
+// contents keeps its key and gets a changed record; one that is announced again as it was changes
+// nothing. A withdrawal removes the key from the table, then lets go of the entry's handle and the
+// key: the record leaves the table, and the row the hardware, with the handle's last reference, so
+// an agent that kept its own would keep the row.
 //
-// What cannot be placed (no free row, say) is kept with its reason, so that it can be listed and its withdrawal
-// is understood; it is tried again when it is announced again.
+// What cannot be placed (no free row, say) is kept with its reason, so that it can be listed and
+// its withdrawal is understood; it is tried again when it is announced again.
 //
-// Threading: the loop's thread. Ownership: refers to the table's stand-ins, which must outlive it; counts the table.
+// Threading: the loop's thread. Ownership: counts the table and the rows; refers to the stand-in
+// tables, which must outlive it.
 #pragma once
 
 #include <cstddef>
@@ -59,9 +61,10 @@ class NextHops {
   struct NextHop {
     Fpm::NextHop contents;
     Obstacle obstacle = Obstacle::none;
-    Vek::Ptr<RowKey> key;                 // empty while it has no row
+    Vek::Ptr<RowKey> key;  // empty while it has no row
     Vek::Ptr<Table::EntryHandle const> handle;
-    // The neighbour that the record names, and those before it that the hardware row may still name.
+    // The neighbour that the record names, and those before it that the hardware row may still
+    // name.
     std::vector<Adjacencies::Use> adjacencies;
   };
 
@@ -69,20 +72,20 @@ class NextHops {
            std::shared_ptr<RowPool> rows);
   // Lets go of every id as it is: what was written stays in the table.
   ~NextHops();
-  NextHops(const NextHops&) = delete;
-  NextHops& operator=(const NextHops&) = delete;
+  NextHops(NextHops const&) = delete;
+  NextHops& operator=(NextHops const&) = delete;
 
-  void nextHopIs(const Fpm::NextHop& announced);
+  void nextHopIs(Fpm::NextHop const& announced);
   // Returns false for an id that is not here.
   bool nextHopDel(std::uint32_t id);
 
   // By ascending id.
-  [[nodiscard]] const std::map<std::uint32_t, NextHop>& nextHops() const { return byId_; }
-  [[nodiscard]] bool parked(const NextHop& nextHop) const;
+  [[nodiscard]] std::map<std::uint32_t, NextHop> const& nextHops() const { return byId_; }
+  [[nodiscard]] bool parked(NextHop const& nextHop) const;
 
-  [[nodiscard]] const Counts& counts() const { return counts_; }
-  [[nodiscard]] const OperationTime& commitTime() const { return commitTime_; }
-  [[nodiscard]] const OperationTime& removeTime() const { return removeTime_; }
+  [[nodiscard]] Counts const& counts() const { return counts_; }
+  [[nodiscard]] OperationTime const& commitTime() const { return commitTime_; }
+  [[nodiscard]] OperationTime const& removeTime() const { return removeTime_; }
 
  private:
   [[nodiscard]] Obstacle place(NextHop& nextHop);

@@ -18,10 +18,11 @@ class OperationTime {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Runs the operation, passes its result on and adds its time. An operation that throws is not counted.
+  // Runs the operation, passes its result on and adds its time. An operation that throws is not
+  // counted.
   template <class Operation>
   decltype(auto) measure(Operation&& operation) {
-    const Stop stop{*this};
+    Stop const stop{*this};
     return std::forward<Operation>(operation)();
   }
 
@@ -36,7 +37,9 @@ class OperationTime {
   [[nodiscard]] std::uint64_t meanNanoseconds() const {
     return count_ == 0 ? 0 : static_cast<std::uint64_t>(total_.count()) / count_;
   }
-  [[nodiscard]] std::uint64_t maxNanoseconds() const { return static_cast<std::uint64_t>(max_.count()); }
+  [[nodiscard]] std::uint64_t maxNanoseconds() const {
+    return static_cast<std::uint64_t>(max_.count());
+  }
 
  private:
   // Adds the time at the end of the scope, so that the operation's result needs no second place.

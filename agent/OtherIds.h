@@ -1,7 +1,7 @@
 // The next-hop ids that are announced and need no row of their own: groups and blackholes.
 //
-// They are kept so that a withdrawal, which carries nothing but an id, can be told from one for an id that was
-// never announced. A group's members are not kept: groups are not handled yet.
+// They are kept so that a withdrawal, which carries nothing but an id, can be told from one for an
+// id that was never announced. A group's members are not kept: groups are not handled yet.
 //
 // Threading: one thread. Ownership: plain values.
 #pragma once
@@ -24,9 +24,9 @@ class OtherIds {
   }
   // What the id was, or nothing when it was not announced.
   std::optional<Kind> idDel(std::uint32_t id) {
-    const auto found = ids_.find(id);
+    auto const found = ids_.find(id);
     if (found == ids_.end()) return std::nullopt;
-    const Kind kind = found->second;
+    Kind const kind = found->second;
     ids_.erase(found);
     --live_[kind];
     return kind;
@@ -34,7 +34,7 @@ class OtherIds {
 
   // How many are announced now.
   [[nodiscard]] std::size_t live(Kind kind) const {
-    const auto found = live_.find(kind);
+    auto const found = live_.find(kind);
     return found == live_.end() ? 0 : found->second;
   }
 

@@ -10,7 +10,7 @@ constexpr std::chrono::milliseconds kInterval{100};
 
 }  // namespace
 
-void Progress::write(const std::string& text) {
+void Progress::write(std::string const& text) {
   if (style_ == Style::inPlace) {
     // Back to the start, the text, and away with the rest of a longer one before it.
     fmt::print(out_, "\r{}\033[K", text);
@@ -21,15 +21,15 @@ void Progress::write(const std::string& text) {
   shown_ = true;
 }
 
-void Progress::show(const std::function<std::string()>& text) {
+void Progress::show(std::function<std::string()> const& text) {
   if (style_ == Style::off) return;
-  const Clock::time_point now = Clock::now();
+  Clock::time_point const now = Clock::now();
   if (now < next_) return;
   next_ = now + kInterval;
   write(text());
 }
 
-void Progress::showLast(const std::function<std::string()>& text) {
+void Progress::showLast(std::function<std::string()> const& text) {
   if (style_ != Style::off) write(text());
 }
 
@@ -42,7 +42,7 @@ void Progress::end() {
 }
 
 Progress::Style progressStyle(ReplayOptions::Progress wanted) {
-  const bool terminal = ::isatty(STDERR_FILENO) == 1;
+  bool const terminal = ::isatty(STDERR_FILENO) == 1;
   switch (wanted) {
     case ReplayOptions::Progress::off:
       return Progress::Style::off;

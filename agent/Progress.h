@@ -1,11 +1,12 @@
 // Shows how far a long piece of work has come, on one line of standard error.
 //
-//   Progress progress(progressWanted(options.progress));
+//   Progress progress(progressStyle(options.progress));
 //   progress.show([&] { return fmt::format("{} messages", n); });   // as often as you like
 //   progress.end();
 //
-// On a terminal the line is overwritten in place and gone at the end; elsewhere every state is a line
-// of its own and the last one stays. At most ten states are shown in a second, and the text is made only for those.
+// On a terminal the line is overwritten in place and gone at the end; elsewhere every state is a
+// line of its own and the last one stays. At most ten states are shown in a second, and the text is
+// made only for those.
 //
 // Threading: one thread. Ownership: the stream must outlive the progress.
 #pragma once
@@ -25,19 +26,19 @@ class Progress {
 
   explicit Progress(Style style, std::FILE* out = stderr) : style_(style), out_(out) {}
   ~Progress() { end(); }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
+  Progress(Progress const&) = delete;
+  Progress& operator=(Progress const&) = delete;
 
-  void show(const std::function<std::string()>& text);
+  void show(std::function<std::string()> const& text);
   // The last state, shown however little time has passed.
-  void showLast(const std::function<std::string()>& text);
+  void showLast(std::function<std::string()> const& text);
   // Clears the line of a terminal.
   void end();
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  void write(const std::string& text);
+  void write(std::string const& text);
 
   Style style_;
   std::FILE* out_;

@@ -2,16 +2,19 @@
 //
 //   Replay replay(options);      // throws std::system_error when the file cannot be opened
 //   replay.run(progress);
-//   std::cout << text(replay.report());
+//   fmt::print("{}", text(replay.report()));
 //
-// run() turns the event loop until the stream is at its end (or at a fault), every interface is programmed that will be, and
-// the hardware has answered everything. After a fault the tables hold what the stream said before it.
+// run() turns the event loop until the stream is at its end or at a fault, every interface is
+// programmed that will be, and the hardware has answered everything. After a fault the table holds
+// what the stream said before it.
 //
-// Threading: one thread. Ownership: owns everything that takes part, in the order in which it may end: next hops,
-// table, hardware, stand-in tables, loop.
+// Threading: one thread. Ownership: owns everything that takes part; the table ends before the
+// hardware and the stand-in tables that its records refer to.
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/CommandLine.h"
@@ -29,23 +32,28 @@ namespace OrviaL3Agent {
 
 class Replay {
  public:
-  explicit Replay(const ReplayOptions& options);
-  Replay(const Replay&) = delete;
-  Replay& operator=(const Replay&) = delete;
+  explicit Replay(ReplayOptions const& options);
   ~Replay();
+  Replay(Replay const&) = delete;
+  Replay& operator=(Replay const&) = delete;
 
+  // Throws std::system_error when the file cannot be read to its end.
   void run(Progress& progress);
-  // One turn of the loop. Returns whether anything is left to do.
+  // One turn of the loop, for a closer look. Returns whether anything is left to do.
   bool turn() { return loop_.turn(); }
 
-  [[nodiscard]] const std::optional<Fpm::StreamError>& error() const { return input_.error(); }
+  // The fault at which the stream ended, if it did.
+  [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return input_.error(); }
+  // The state of things now.
   [[nodiscard]] Report report() const;
-  [[nodiscard]] std::vector<ShownNextHop> shown() const;
+  [[nodiscard]] NextHops const& nextHops() const { return nextHops_; }
+  [[nodiscard]] NextHops::Table const& table() const { return *table_; }
+  [[nodiscard]] Hardware const& hardware() const { return hardware_; }
 
  private:
   struct Dispatch;
 
-  void consume(const Fpm::Message& message);
+  [[nodiscard]] ShownNextHop shown(NextHops::NextHop const& nextHop) const;
   [[nodiscard]] std::string progressText() const;
 
   ReplayOptions options_;
@@ -59,5 +67,8 @@ class Replay {
   StreamCounts counts_;
   StreamInput input_;
 };
+
+// The command: replays, shows progress, prints table and summary. Returns the program's exit code.
+[[nodiscard]] int replayCommand(ReplayOptions const& options);
 
 }  // namespace OrviaL3Agent

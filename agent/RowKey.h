@@ -1,9 +1,9 @@
-// The key of a next hop in the ingress table: a handle that stands for a hardware row which the agent
-// reserved for it.
+// The key of a next hop in the ingress table: a handle that stands for a hardware row which the
+// agent reserved for it.
 //
-// The ingress table takes rows from nowhere: its key is an entry handle of somebody else and the key's
-// row is the row to write. The agent is that somebody. A key has its row and says "programmed" from the
-// start, which is what the table requires of a key before the first write.
+// The ingress table takes rows from nowhere: its key is an entry handle of somebody else and the
+// key's row is the row to write. The agent is that somebody. A key has its row and says
+// "programmed" from the start, which is what the table requires of a key before the first write.
 //
 // Threading: the loop's thread. Ownership: counted; keeps the pool alive.
 #pragma once
@@ -21,11 +21,11 @@ namespace OrviaL3Agent {
 
 class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
  public:
-  static constexpr const char* typeName() { return "OrviaL3Agent::RowKey"; }
+  static constexpr char const* typeName() { return "OrviaL3Agent::RowKey"; }
 
   // A key for the lowest free row; empty when all rows are taken.
-  static Vek::Ptr<RowKey> RowKeyIs(const std::shared_ptr<RowPool>& rows) {
-    const std::optional<std::uint32_t> row = rows->take();
+  static Vek::Ptr<RowKey> RowKeyIs(std::shared_ptr<RowPool> const& rows) {
+    std::optional<std::uint32_t> const row = rows->take();
     if (!row) return {};
     Vek::Ptr<RowKey> key(new RowKey(rows, *row));
     key->hasNotificationActiveIs(true);
@@ -34,8 +34,9 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
 
   ~RowKey() override { rowDel(); }
 
-  // Gives the row back, once; at the latest the key's end does. To be called when nothing is written under the key any
-  // more: an answer of the hardware that is still on its way may keep the key itself alive, and the row need not wait for it.
+  // Gives the row back, once; at the latest the key's end does. To be called when nothing is
+  // written under the key any more: an answer of the hardware that is still on its way may keep the
+  // key itself alive, and the row need not wait for it.
   void rowDel() {
     if (row_) rows_->giveBack(*std::exchange(row_, std::nullopt));
   }

@@ -8,7 +8,7 @@ namespace OrviaL3Agent {
 
 class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::EntryHandle> {
  public:
-  static constexpr const char* typeName() { return "OrviaL3Agent::StandInTable::Entry"; }
+  static constexpr char const* typeName() { return "OrviaL3Agent::StandInTable::Entry"; }
 
   Entry(StandInTable& table, std::uint32_t key, std::uint32_t slot)
       : table_(&table), key_(key), slot_(slot) {}
@@ -41,8 +41,8 @@ StandInTable::~StandInTable() {
 }
 
 StandInTable::Handle StandInTable::entry(std::uint32_t key) {
-  if (const auto found = entries_.find(key); found != entries_.end()) return found->second;
-  const std::optional<std::uint32_t> slot = slots_.take();
+  if (auto const found = entries_.find(key); found != entries_.end()) return found->second;
+  std::optional<std::uint32_t> const slot = slots_.take();
   if (!slot) return {};
   Vek::Ptr<Entry> entry(new Entry(*this, key, *slot));
   entry->hasNotificationActiveIs(true);
@@ -58,14 +58,14 @@ StandInTable::Handle StandInTable::entry(std::uint32_t key) {
 
 void StandInTable::program(std::uint32_t key) {
   // Held, since what waits for the handle runs inside the setters and may let go of it.
-  const Vek::Ptr<Entry> entry(entries_.at(key));
+  Vek::Ptr<Entry> const entry(entries_.at(key));
   entry->timerIs(std::nullopt);
   // The row first: a handle in state 1 without a row would not count as programmed yet.
   entry->hwEntryIndexIs(entry->slot());
   entry->entryStateIs(Asic::HwTable::success());
 }
 
-void StandInTable::entryDel(const Entry& entry) {
+void StandInTable::entryDel(Entry const& entry) {
   if (entry.timer()) loop_.timerDel(*entry.timer());
   entries_.erase(entry.key());
   slots_.giveBack(entry.slot());
@@ -74,7 +74,7 @@ void StandInTable::entryDel(const Entry& entry) {
 std::size_t StandInTable::programmed() const {
   return static_cast<std::size_t>(
       std::count_if(entries_.begin(), entries_.end(),
-                    [](const auto& keyed) { return keyed.second->isProgrammed(); }));
+                    [](auto const& keyed) { return keyed.second->isProgrammed(); }));
 }
 
 }  // namespace OrviaL3Agent

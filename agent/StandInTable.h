@@ -1,15 +1,16 @@
 // Stands in for a table of another part of a switch's agent: outgoing interfaces, MTU profiles.
 //
-// Next hops refer to entries of such tables through entry handles; here each entry is nothing but its
-// handle. An entry is made at its first use, gets the lowest free slot from 1 up as its row, and is
-// programmed some loop turns later, which is what keeps next hops waiting in real life:
+// Next hops refer to entries of such tables through entry handles; here each entry is nothing but
+// its handle. An entry is made at its first use, gets the lowest free slot from 1 up as its row,
+// and is programmed some loop turns later, which is what keeps next hops waiting in real life:
 //
 //   StandInTable interfaces(loop, 2);
 //   Handle handle = interfaces.entry(7);   // same key, same handle while anyone holds it
 //
 // An entry lives as long as someone holds its handle, be it a next hop here or a record that is
-// parked or programmed in a table: a slot is never given to another entry while a hardware row may still
-// name it. Setting the row and the state of a handle runs whatever waits for it, within the loop's turn.
+// parked or programmed in a table: a slot is never given to another entry while a hardware row may
+// still name it. Setting the row and the state of a handle runs whatever waits for it, within the
+// loop's turn.
 //
 // Threading: the loop's thread. Ownership: handles are counted and owned by their users; the table
 // refers to them. A handle that outlives its table keeps its row and state and does nothing more.
@@ -39,8 +40,8 @@ class StandInTable {
   StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
                std::uint32_t lastSlot = kLastSlot);
   ~StandInTable();
-  StandInTable(const StandInTable&) = delete;
-  StandInTable& operator=(const StandInTable&) = delete;
+  StandInTable(StandInTable const&) = delete;
+  StandInTable& operator=(StandInTable const&) = delete;
 
   // Finds or makes the entry; empty when every slot is taken.
   [[nodiscard]] Handle entry(std::uint32_t key);
@@ -53,7 +54,7 @@ class StandInTable {
   class Entry;
 
   void program(std::uint32_t key);
-  void entryDel(const Entry& entry);
+  void entryDel(Entry const& entry);
 
   EventLoop& loop_;
   std::optional<EventLoop::Turn> delay_;

@@ -4,8 +4,9 @@
 
 namespace OrviaL3Agent {
 
-StreamInput::StreamInput(const std::string& path, std::uint32_t slice,
-                         std::optional<std::uint64_t> until, StreamCounts& counts, Consumer consumer)
+StreamInput::StreamInput(std::string const& path, std::uint32_t slice,
+                         std::optional<std::uint64_t> until, StreamCounts& counts,
+                         Consumer consumer)
     : file_(path), slice_(slice), until_(until), counts_(counts), consumer_(std::move(consumer)) {}
 
 std::optional<Fpm::Message> StreamInput::nextMessage() {
@@ -14,7 +15,7 @@ std::optional<Fpm::Message> StreamInput::nextMessage() {
       if (auto message = messages_->next()) return message;
       messages_.reset();
     }
-    const std::optional<Fpm::Frame> frame = file_.next();
+    std::optional<Fpm::Frame> const frame = file_.next();
     if (!frame) return std::nullopt;
     ++counts_.frames;
     messages_.emplace(*frame, counts_.skips);
@@ -29,7 +30,7 @@ void StreamInput::runSlice() {
         done_ = true;
         return;
       }
-      const std::optional<Fpm::Message> message = nextMessage();
+      std::optional<Fpm::Message> const message = nextMessage();
       if (!message) {
         done_ = true;
         return;
@@ -37,7 +38,7 @@ void StreamInput::runSlice() {
       ++counts_.messages;
       consumer_(*message);
     }
-  } catch (const Fpm::StreamError& error) {
+  } catch (Fpm::StreamError const& error) {
     error_ = error;
     done_ = true;
   } catch (...) {

@@ -1,12 +1,13 @@
 // A recorded stream as a source of the event loop: some messages per turn.
 //
-//   StreamInput input(path, 16, std::nullopt, consumer);
+//   StreamInput input(path, 16, std::nullopt, counts, [](Fpm::Message const& message) { ... });
 //   loop.sourceIs(&input);
 //
-// At the end of the stream, after the asked number of messages, or at the first fault of the stream it is done for good. A fault
-// is kept for whoever asks; everything before it has reached the consumer.
+// At the end of the stream, after the asked number of messages, or at the first fault of the stream
+// it is done for good. A fault is kept for whoever asks; everything before it has reached the
+// consumer.
 //
-// Threading: the loop's thread. Ownership: refers to the consumer, which must outlive it.
+// Threading: the loop's thread. Ownership: refers to the counts, which must outlive it.
 #pragma once
 
 #include <cstdint>
@@ -24,17 +25,18 @@ namespace OrviaL3Agent {
 
 class StreamInput final : public EventLoop::Source {
  public:
-  using Consumer = std::function<void(const Fpm::Message&)>;
+  using Consumer = std::function<void(Fpm::Message const&)>;
 
-  // `slice`: messages per turn, at least 1. Throws std::system_error when the file cannot be opened.
-  StreamInput(const std::string& path, std::uint32_t slice, std::optional<std::uint64_t> until,
+  // `slice`: messages per turn, at least 1. Throws std::system_error when the file cannot be
+  // opened.
+  StreamInput(std::string const& path, std::uint32_t slice, std::optional<std::uint64_t> until,
               StreamCounts& counts, Consumer consumer);
 
   // Throws std::system_error when the file cannot be read any further.
   void runSlice() override;
   [[nodiscard]] bool busy() const override { return !done_; }
 
-  [[nodiscard]] const std::optional<Fpm::StreamError>& error() const { return error_; }
+  [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return error_; }
   // Bytes of the file, and of the frames read so far.
   [[nodiscard]] std::uint64_t size() const { return file_.size(); }
   [[nodiscard]] std::uint64_t offset() const { return file_.offset(); }

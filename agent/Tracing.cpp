@@ -11,13 +11,13 @@
 
 namespace OrviaL3Agent {
 
-Tracing::Tracing(const ReplayOptions& options) {
+Tracing::Tracing(ReplayOptions const& options) {
   if (!options.ringFile.empty()) {
     ring_ = Fendrel::TraceHandle::singleFile(Fendrel::TraceFile::open(options.ringFile));
     Fendrel::defaultTraceHandleIs(ring_.get());
   }
   if (options.traceLevel) {
-    const auto level = static_cast<Vek::TraceFacility::FacilityLevel>(*options.traceLevel);
+    auto const level = static_cast<Vek::TraceFacility::FacilityLevel>(*options.traceLevel);
     Vek::traceLevelsUpToIs("*", level, true);
   }
 }
@@ -27,8 +27,8 @@ Tracing::~Tracing() {
   if (ring_) Fendrel::defaultTraceHandleIs(nullptr);
 }
 
-int printRing(const RingOptions& options) {
-  const Fendrel::RingSummary summary = Fendrel::RingReader::readFile(
+int printRing(RingOptions const& options) {
+  Fendrel::RingSummary const summary = Fendrel::RingReader::readFile(
       options.file, [](std::string_view line) { fmt::print("{}\n", line); });
   if (summary.dropped > 0) {
     fmt::print(stderr, "orvia-l3-agent: {}: {} records were dropped while it was written\n",

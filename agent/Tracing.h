@@ -1,9 +1,10 @@
-// The tables' traces, for as long as one replay runs, and the command that reads a binary trace back.
+// The tables' traces, for as long as one replay runs, and the command that reads a binary trace
+// back.
 //
 //   Tracing tracing(options);   // throws Fendrel::FileError when the ring file cannot be made
 //
-// Threading: the main thread, before and after the tables work. Ownership: owns the ring file; at its end the traces are off
-// again and the file is complete.
+// Threading: the main thread, before and after the tables work. Ownership: owns the ring file; at
+// its end the traces are off again and the file is complete.
 #pragma once
 
 #include <memory>
@@ -15,16 +16,16 @@ namespace OrviaL3Agent {
 
 class Tracing {
  public:
-  explicit Tracing(const ReplayOptions& options);
+  explicit Tracing(ReplayOptions const& options);
   ~Tracing();
-  Tracing(const Tracing&) = delete;
-  Tracing& operator=(const Tracing&) = delete;
+  Tracing(Tracing const&) = delete;
+  Tracing& operator=(Tracing const&) = delete;
 
  private:
   std::unique_ptr<Fendrel::TraceHandle> ring_;
 };
 
 // Prints the file to standard output. Returns the program's exit code.
-[[nodiscard]] int printRing(const RingOptions& options);
+[[nodiscard]] int printRing(RingOptions const& options);
 
 }  // namespace OrviaL3Agent

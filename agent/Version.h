@@ -3,6 +3,6 @@
 
 namespace OrviaL3Agent {
 
-inline constexpr const char* kVersion = "0.1.0";
+inline constexpr char const* kVersion = "0.1.0";
 
 }  // namespace OrviaL3Agent

@@ -7,27 +7,28 @@
 
 namespace OrviaL3Agent::Fpm {
 
-void Area::tooSmall(const char* name, std::size_t expected) const {
-  throw StreamError(offset_, fmt::format("{} bytes are too few for the {} of {} bytes", size(), name,
-                                         expected));
+void Area::tooSmall(char const* name, std::size_t expected) const {
+  throw StreamError(
+      offset_, fmt::format("{} bytes are too few for the {} of {} bytes", size(), name, expected));
 }
 
-AttributeStep attributeAt(const Area& area) {
+AttributeStep attributeAt(Area const& area) {
   if (area.size() < sizeof(nlattr)) {
     throw StreamError(area.offset(),
                       fmt::format("{} stray bytes where an attribute should start", area.size()));
   }
   // Attributes start at multiples of four from the start of the frame's payload, which is aligned.
-  const auto* attr = reinterpret_cast<const nlattr*>(area.bytes().data());
-  const std::uint16_t type = mnl_attr_get_type(attr);
-  const std::size_t length = mnl_attr_get_len(attr);
+  auto const* attr = reinterpret_cast<nlattr const*>(area.bytes().data());
+  std::uint16_t const type = mnl_attr_get_type(attr);
+  std::size_t const length = mnl_attr_get_len(attr);
   if (!mnl_attr_ok(attr, static_cast<int>(area.size()))) {
-    throw StreamError(area.offset(),
-                      length < sizeof(nlattr)
-                          ? fmt::format("attribute {} has length {}, smaller than its header of {} bytes",
-                                        type, length, sizeof(nlattr))
-                          : fmt::format("attribute {} of {} bytes does not fit into the remaining {}",
-                                        type, length, area.size()));
+    throw StreamError(
+        area.offset(),
+        length < sizeof(nlattr)
+            ? fmt::format("attribute {} has length {}, smaller than its header of {} bytes", type,
+                          length, sizeof(nlattr))
+            : fmt::format("attribute {} of {} bytes does not fit into the remaining {}", type,
+                          length, area.size()));
   }
   AttributeStep step{{type, area.offset(), area.first(length).from(sizeof(nlattr))}, 0};
   // The last attribute may come without its padding.
@@ -35,12 +36,12 @@ AttributeStep attributeAt(const Area& area) {
   return step;
 }
 
-void wrongSize(const Attribute& attribute, const char* name, const std::string& expected) {
+void wrongSize(Attribute const& attribute, char const* name, std::string const& expected) {
   throw StreamError(attribute.offset, fmt::format("{} has {} bytes of payload, expected {}", name,
                                                   attribute.payload.size(), expected));
 }
 
-std::uint32_t u32Of(const Attribute& attribute, const char* name) {
+std::uint32_t u32Of(Attribute const& attribute, char const* name) {
   std::uint32_t value = 0;
   if (attribute.payload.size() != sizeof value) wrongSize(attribute, name, "4");
   std::memcpy(&value, attribute.payload.bytes().data(), sizeof value);
@@ -53,8 +54,8 @@ std::size_t addressSize(std::uint8_t family) {
   return 0;
 }
 
-Address addressOf(const Attribute& attribute, const char* name, std::uint8_t family) {
-  const std::size_t size = addressSize(family);
+Address addressOf(Attribute const& attribute, char const* name, std::uint8_t family) {
+  std::size_t const size = addressSize(family);
   if (size == 0 || attribute.payload.size() != size) {
     wrongSize(attribute, name, fmt::format("{} for {}", size, familyText(family)));
   }
@@ -64,8 +65,8 @@ Address addressOf(const Attribute& attribute, const char* name, std::uint8_t fam
   return address;
 }
 
-Address addressOf(const Attribute& attribute, const char* name) {
-  for (const auto family : {std::uint8_t{AF_INET}, std::uint8_t{AF_INET6}}) {
+Address addressOf(Attribute const& attribute, char const* name) {
+  for (auto const family : {std::uint8_t{AF_INET}, std::uint8_t{AF_INET6}}) {
     if (attribute.payload.size() == addressSize(family)) return addressOf(attribute, name, family);
   }
   wrongSize(attribute, name, "4 or 16");

@@ -1,8 +1,9 @@
 // Checked access to the bytes of a netlink message: internal to agent/fpm.
 //
-// `Area` is a piece of a frame's payload that knows where it lies in the stream, so that every complaint can
-// name its offset. `forEachAttribute` walks the attributes of an area with libmnl and refuses what
-// does not fit; the `...Of` functions read one attribute after checking the size of its payload.
+// `Area` is a piece of a frame's payload that knows where it lies in the stream, so that every
+// complaint can name its offset. `forEachAttribute` walks the attributes of an area with libmnl and
+// refuses what does not fit; the `...Of` functions read one attribute after checking the size of
+// its payload.
 //
 // Threading: none of this keeps state. Ownership: an area only refers to the frame's bytes.
 #pragma once
@@ -23,21 +24,21 @@ namespace OrviaL3Agent::Fpm {
 
 class Area {
  public:
-  Area(std::span<const std::byte> bytes, std::uint64_t offset) : bytes_(bytes), offset_(offset) {}
+  Area(std::span<std::byte const> bytes, std::uint64_t offset) : bytes_(bytes), offset_(offset) {}
 
-  [[nodiscard]] std::span<const std::byte> bytes() const { return bytes_; }
+  [[nodiscard]] std::span<std::byte const> bytes() const { return bytes_; }
   [[nodiscard]] std::size_t size() const { return bytes_.size(); }
   [[nodiscard]] std::uint64_t offset() const { return offset_; }
   // The same area without its first `count` bytes; empty when it has no more than that.
   [[nodiscard]] Area from(std::size_t count) const {
-    const std::size_t skipped = count < size() ? count : size();
+    std::size_t const skipped = count < size() ? count : size();
     return {bytes_.subspan(skipped), offset_ + skipped};
   }
   [[nodiscard]] Area first(std::size_t count) const { return {bytes_.first(count), offset_}; }
 
   // A header at the start of the area. Throws StreamError when the area is smaller than it.
   template <class Header>
-  [[nodiscard]] Header header(const char* name) const {
+  [[nodiscard]] Header header(char const* name) const {
     if (size() < sizeof(Header)) tooSmall(name, sizeof(Header));
     Header header;
     std::memcpy(&header, bytes_.data(), sizeof header);
@@ -45,9 +46,9 @@ class Area {
   }
 
  private:
-  [[noreturn]] void tooSmall(const char* name, std::size_t expected) const;
+  [[noreturn]] void tooSmall(char const* name, std::size_t expected) const;
 
-  std::span<const std::byte> bytes_;
+  std::span<std::byte const> bytes_;
   std::uint64_t offset_;
 };
 
@@ -64,25 +65,25 @@ struct AttributeStep {
   Attribute attribute;
   std::size_t size;
 };
-[[nodiscard]] AttributeStep attributeAt(const Area& area);
+[[nodiscard]] AttributeStep attributeAt(Area const& area);
 
 template <class Use>
 void forEachAttribute(Area area, Use use) {
   while (area.size() > 0) {
-    const AttributeStep step = attributeAt(area);
+    AttributeStep const step = attributeAt(area);
     use(step.attribute);
     area = area.from(step.size);
   }
 }
 
 // Throws StreamError: `name` has `size` bytes of payload, expected otherwise.
-[[noreturn]] void wrongSize(const Attribute& attribute, const char* name,
-                            const std::string& expected);
+[[noreturn]] void wrongSize(Attribute const& attribute, char const* name,
+                            std::string const& expected);
 
-[[nodiscard]] std::uint32_t u32Of(const Attribute& attribute, const char* name);
-[[nodiscard]] Address addressOf(const Attribute& attribute, const char* name, std::uint8_t family);
+[[nodiscard]] std::uint32_t u32Of(Attribute const& attribute, char const* name);
+[[nodiscard]] Address addressOf(Attribute const& attribute, char const* name, std::uint8_t family);
 // An address whose family shows in its size alone.
-[[nodiscard]] Address addressOf(const Attribute& attribute, const char* name);
+[[nodiscard]] Address addressOf(Attribute const& attribute, char const* name);
 
 // Bytes of an address of the family; 0 for families that have none here.
 [[nodiscard]] std::size_t addressSize(std::uint8_t family);

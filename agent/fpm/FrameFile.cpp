@@ -10,16 +10,16 @@ namespace {
 // As much as the largest frame: one piece always gets a waiting frame forward.
 constexpr std::size_t kPieceSize = 64 * 1024;
 
-[[noreturn]] void fail(const std::string& path, const char* doing) {
-  const int error = errno != 0 ? errno : EIO;
+[[noreturn]] void fail(std::string const& path, char const* doing) {
+  int const error = errno != 0 ? errno : EIO;
   throw std::system_error(error, std::generic_category(), std::string(doing) + " " + path);
 }
 
 }  // namespace
 
-FrameFile::FrameFile(const std::string& path) : path_(path), piece_(kPieceSize) {
+FrameFile::FrameFile(std::string const& path) : path_(path), piece_(kPieceSize) {
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  std::uintmax_t const size = std::filesystem::file_size(path, error);
   // A directory and a device have no size; neither is a recording.
   if (error) throw std::system_error(error, "cannot open " + path);
   size_ = size;
@@ -32,7 +32,7 @@ bool FrameFile::feedPiece() {
   errno = 0;
   file_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
   if (file_.bad()) fail(path_, "cannot read");
-  const auto count = static_cast<std::size_t>(file_.gcount());
+  auto const count = static_cast<std::size_t>(file_.gcount());
   reader_.feed(std::as_bytes(std::span(piece_.data(), count)));
   return count > 0;
 }

@@ -22,7 +22,7 @@ namespace OrviaL3Agent::Fpm {
 
 class FrameFile {
  public:
-  explicit FrameFile(const std::string& path);
+  explicit FrameFile(std::string const& path);
 
   // The next frame, or nothing at the end of the file.
   [[nodiscard]] std::optional<Frame> next();

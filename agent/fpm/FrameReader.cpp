@@ -8,7 +8,7 @@
 
 namespace OrviaL3Agent::Fpm {
 
-void FrameReader::feed(std::span<const std::byte> bytes) {
+void FrameReader::feed(std::span<std::byte const> bytes) {
   // Consumed bytes are dropped here and not in next(): once per piece, not once per frame.
   if (consumed_ > 0) {
     buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(consumed_));
@@ -27,20 +27,21 @@ std::size_t FrameReader::frameLength() const {
 
 std::optional<Frame> FrameReader::next() {
   if (pending() < kFrameHeaderSize) return std::nullopt;
-  if (const unsigned version = byteAt(0); version != kFrameVersion) {
+  if (unsigned const version = byteAt(0); version != kFrameVersion) {
     throw StreamError(offset_, fmt::format("not a frame header: version {}, expected {}", version,
                                            kFrameVersion));
   }
-  const std::size_t length = frameLength();
+  std::size_t const length = frameLength();
   if (length < kFrameHeaderSize) {
-    throw StreamError(offset_, fmt::format("frame length {} is smaller than the frame header of {} bytes",
-                                           length, kFrameHeaderSize));
+    throw StreamError(
+        offset_, fmt::format("frame length {} is smaller than the frame header of {} bytes", length,
+                             kFrameHeaderSize));
   }
   if (pending() < length) return std::nullopt;
 
   // A buffer of its own per frame: vector storage is aligned for every header type, whereas a frame
   // in the middle of the stream buffer can start anywhere.
-  const std::span<const std::byte> source(buffer_.data() + consumed_ + kFrameHeaderSize,
+  std::span<std::byte const> const source(buffer_.data() + consumed_ + kFrameHeaderSize,
                                           length - kFrameHeaderSize);
   payload_.assign(source.size() + kPayloadPadding, std::byte{0});
   std::copy(source.begin(), source.end(), payload_.begin());
@@ -48,7 +49,7 @@ std::optional<Frame> FrameReader::next() {
   Frame frame;
   frame.offset = offset_;
   frame.type = byteAt(1);
-  frame.payload = std::span<const std::byte>(payload_.data(), source.size());
+  frame.payload = std::span<std::byte const>(payload_.data(), source.size());
   consumed_ += length;
   offset_ += length;
   return frame;
@@ -57,8 +58,9 @@ std::optional<Frame> FrameReader::next() {
 void FrameReader::finish() const {
   if (pending() == 0) return;
   if (pending() < kFrameHeaderSize) {
-    throw StreamError(offset_, fmt::format("truncated frame header: {} of {} bytes before the stream ends",
-                                           pending(), kFrameHeaderSize));
+    throw StreamError(offset_,
+                      fmt::format("truncated frame header: {} of {} bytes before the stream ends",
+                                  pending(), kFrameHeaderSize));
   }
   throw StreamError(offset_, fmt::format("truncated frame: {} of {} bytes before the stream ends",
                                          pending(), frameLength()));

@@ -9,11 +9,11 @@
 //   ...
 //   reader.finish();   // at the end of the stream: complains when a frame is cut off
 //
-// The result does not depend on where the pieces end. Bad input throws StreamError with the offset of
-// the frame's first byte and leaves the reader where it is: the same call throws again.
+// The result does not depend on where the pieces end. Bad input throws StreamError with the offset
+// of the frame's first byte and leaves the reader where it is: the same call throws again.
 //
-// Threading: one thread. Ownership: the reader owns its buffers; a frame's payload points into one of
-// them and is valid until the next call of next().
+// Threading: one thread. Ownership: the reader owns its buffers; a frame's payload points into one
+// of them and is valid until the next call of next().
 #pragma once
 
 #include <cstddef>
@@ -29,7 +29,7 @@ namespace OrviaL3Agent::Fpm {
 struct Frame {
   std::uint64_t offset = 0;  // of the frame's header, from the start of the stream
   std::uint8_t type = 0;     // 1 is netlink; every other type is for the caller to skip
-  std::span<const std::byte> payload;
+  std::span<std::byte const> payload;
 
   [[nodiscard]] std::uint64_t payloadOffset() const;
 };
@@ -44,7 +44,7 @@ inline std::uint64_t Frame::payloadOffset() const { return offset + kFrameHeader
 class FrameReader {
  public:
   // Appends the next bytes of the stream.
-  void feed(std::span<const std::byte> bytes);
+  void feed(std::span<std::byte const> bytes);
 
   // The next complete frame, or nothing when more bytes are needed. Throws StreamError when the
   // header cannot be one of this protocol.

@@ -12,10 +12,10 @@ namespace OrviaL3Agent::Fpm {
 
 using Content = decltype(Message::content);
 
-[[nodiscard]] Content newNextHop(const Area& body, SkipCounts& skips);
-[[nodiscard]] Content delNextHop(const Area& body, SkipCounts& skips);
+[[nodiscard]] Content newNextHop(Area const& body, SkipCounts& skips);
+[[nodiscard]] Content delNextHop(Area const& body, SkipCounts& skips);
 // Routes of families other than IPv4 and IPv6 come back as SkippedMessage of the given type.
-[[nodiscard]] Content newRoute(const Area& body, std::uint16_t type, SkipCounts& skips);
-[[nodiscard]] Content delRoute(const Area& body, std::uint16_t type, SkipCounts& skips);
+[[nodiscard]] Content newRoute(Area const& body, std::uint16_t type, SkipCounts& skips);
+[[nodiscard]] Content delRoute(Area const& body, std::uint16_t type, SkipCounts& skips);
 
 }  // namespace OrviaL3Agent::Fpm

@@ -8,43 +8,44 @@
 
 namespace OrviaL3Agent::Fpm {
 
-MessageReader::MessageReader(const Frame& frame, SkipCounts& skips) : frame_(frame), skips_(skips) {
+MessageReader::MessageReader(Frame const& frame, SkipCounts& skips) : frame_(frame), skips_(skips) {
   if (frame_.type != kFrameTypeNetlink) {
     ++skips_.frameTypes[frame_.type];
     position_ = frame_.payload.size();
   }
 }
 
-const nlmsghdr* MessageReader::header() {
-  const std::size_t left = frame_.payload.size() - position_;
-  const std::uint64_t offset = frame_.payloadOffset() + position_;
+nlmsghdr const* MessageReader::header() {
+  std::size_t const left = frame_.payload.size() - position_;
+  std::uint64_t const offset = frame_.payloadOffset() + position_;
   if (left < sizeof(nlmsghdr)) {
     throw StreamError(offset, fmt::format("{} bytes are too few for the netlink header of {} bytes",
                                           left, sizeof(nlmsghdr)));
   }
-  const auto* header = reinterpret_cast<const nlmsghdr*>(frame_.payload.data() + position_);
-  // The first test is not redundant: mnl_nlmsg_ok compares the length as a signed number, so a length
-  // with the top bit set would pass it.
+  auto const* header = reinterpret_cast<nlmsghdr const*>(frame_.payload.data() + position_);
+  // The first test is not redundant: mnl_nlmsg_ok compares the length as a signed number, so a
+  // length with the top bit set would pass it.
   if (header->nlmsg_len > left || !mnl_nlmsg_ok(header, static_cast<int>(left))) {
     throw StreamError(
-        offset, header->nlmsg_len < sizeof(nlmsghdr)
-                    ? fmt::format("netlink message of {} bytes is smaller than its header of {} bytes",
-                                  header->nlmsg_len, sizeof(nlmsghdr))
-                    : fmt::format("netlink message of {} bytes does not fit into the remaining {} of "
-                                  "its frame",
-                                  header->nlmsg_len, left));
+        offset,
+        header->nlmsg_len < sizeof(nlmsghdr)
+            ? fmt::format("netlink message of {} bytes is smaller than its header of {} bytes",
+                          header->nlmsg_len, sizeof(nlmsghdr))
+            : fmt::format("netlink message of {} bytes does not fit into the remaining {} of "
+                          "its frame",
+                          header->nlmsg_len, left));
   }
   return header;
 }
 
 std::optional<Message> MessageReader::next() {
   if (position_ >= frame_.payload.size()) return std::nullopt;
-  const nlmsghdr* nlh = header();
+  nlmsghdr const* nlh = header();
   Message message;
   message.offset = frame_.payloadOffset() + position_;
-  const Area body(frame_.payload.subspan(position_ + MNL_NLMSG_HDRLEN,
-                                         nlh->nlmsg_len - MNL_NLMSG_HDRLEN),
-                  message.offset + MNL_NLMSG_HDRLEN);
+  Area const body(
+      frame_.payload.subspan(position_ + MNL_NLMSG_HDRLEN, nlh->nlmsg_len - MNL_NLMSG_HDRLEN),
+      message.offset + MNL_NLMSG_HDRLEN);
   switch (nlh->nlmsg_type) {
     case RTM_NEWNEXTHOP:
       message.content = newNextHop(body, skips_);

@@ -4,15 +4,16 @@
 //   while (auto message = messages.next()) std::visit(..., message->content);
 //
 // A frame may hold several messages (a changed route is a withdrawal and an announcement in one
-// frame). Each is handed out before the next one is looked at, so everything before a malformed message
-// is delivered. Lengths inside a message come from the other side and are trusted nowhere: every
-// message has to fit its frame, every attribute its message, and the payload of every attribute that
-// is used has to have the size that its meaning asks for; otherwise StreamError names the offset of the
-// message or attribute. Attributes that are not used are skipped and counted, whatever their size. An
-// attribute that comes twice counts with its last value, as in the kernel.
+// frame). Each is handed out before the next one is looked at, so everything before a malformed
+// message is delivered. Lengths inside a message come from the other side and are trusted nowhere:
+// every message has to fit its frame, every attribute its message, and the payload of every
+// attribute that is used has to have the size that its meaning asks for; otherwise StreamError
+// names the offset of the message or attribute. Attributes that are not used are skipped and
+// counted, whatever their size. An attribute that comes twice counts with its last value, as in the
+// kernel.
 //
-// Threading: one thread. Ownership: the reader refers to the frame's payload and to the counters; both
-// must outlive it. The messages it returns are independent values.
+// Threading: one thread. Ownership: the reader refers to the frame's payload and to the counters;
+// both must outlive it. The messages it returns are independent values.
 #pragma once
 
 #include <cstdint>
@@ -28,13 +29,13 @@ namespace OrviaL3Agent::Fpm {
 
 class MessageReader {
  public:
-  MessageReader(const Frame& frame, SkipCounts& skips);
+  MessageReader(Frame const& frame, SkipCounts& skips);
 
   // The next message, or nothing at the end of the frame. Throws StreamError.
   [[nodiscard]] std::optional<Message> next();
 
  private:
-  [[nodiscard]] const nlmsghdr* header();
+  [[nodiscard]] nlmsghdr const* header();
 
   Frame frame_;
   SkipCounts& skips_;

@@ -5,7 +5,7 @@
 
 namespace OrviaL3Agent::Fpm {
 
-std::string text(const Address& address) {
+std::string text(Address const& address) {
   char buffer[INET6_ADDRSTRLEN];
   if (::inet_ntop(address.family, address.bytes.data(), buffer, sizeof buffer) == nullptr) {
     return fmt::format("(address of family {})", address.family);
@@ -19,7 +19,7 @@ std::string familyText(std::uint8_t family) {
   return fmt::format("family {}", family);
 }
 
-std::string text(const Prefix& prefix) {
+std::string text(Prefix const& prefix) {
   return fmt::format("{}/{}", text(prefix.address), prefix.length);
 }
 

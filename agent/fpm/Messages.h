@@ -1,8 +1,8 @@
 // What a routing daemon says, as plain values.
 //
-// MessageReader (MessageReader.h) produces these; nothing of netlink is left in them but its numbers
-// (address families, route types), which are the kernel's and which everybody knows. All are values:
-// copy them freely.
+// MessageReader (MessageReader.h) produces these; nothing of netlink is left in them but its
+// numbers (address families, route types), which are the kernel's and which everybody knows. All
+// are values: copy them freely.
 #pragma once
 
 #include <array>
@@ -20,10 +20,10 @@ struct Address {
   std::uint8_t family = 0;  // AF_INET or AF_INET6
   std::array<std::uint8_t, 16> bytes{};
 
-  friend bool operator==(const Address&, const Address&) = default;
-  friend auto operator<=>(const Address&, const Address&) = default;
+  friend bool operator==(Address const&, Address const&) = default;
+  friend auto operator<=>(Address const&, Address const&) = default;
 };
-[[nodiscard]] std::string text(const Address& address);
+[[nodiscard]] std::string text(Address const& address);
 // "IPv4", "IPv6", or the number.
 [[nodiscard]] std::string familyText(std::uint8_t family);
 
@@ -36,7 +36,7 @@ struct NextHop {
   std::optional<Address> gateway;
   bool onlink = false;  // the gateway is reachable though no connected prefix covers it
 
-  friend bool operator==(const NextHop&, const NextHop&) = default;
+  friend bool operator==(NextHop const&, NextHop const&) = default;
 };
 
 // A group of next hops. The weight is the byte of the message, which is the weight less one; 255 is
@@ -45,31 +45,31 @@ struct NextHopGroup {
   struct Member {
     std::uint32_t id = 0;
     std::uint8_t weightByte = 0;
-    friend bool operator==(const Member&, const Member&) = default;
+    friend bool operator==(Member const&, Member const&) = default;
   };
   std::uint32_t id = 0;
   std::vector<Member> members;
 
-  friend bool operator==(const NextHopGroup&, const NextHopGroup&) = default;
+  friend bool operator==(NextHopGroup const&, NextHopGroup const&) = default;
 };
 
 // A next hop that drops.
 struct BlackholeNextHop {
   std::uint32_t id = 0;
-  friend bool operator==(const BlackholeNextHop&, const BlackholeNextHop&) = default;
+  friend bool operator==(BlackholeNextHop const&, BlackholeNextHop const&) = default;
 };
 
 struct NextHopWithdrawal {
   std::uint32_t id = 0;
-  friend bool operator==(const NextHopWithdrawal&, const NextHopWithdrawal&) = default;
+  friend bool operator==(NextHopWithdrawal const&, NextHopWithdrawal const&) = default;
 };
 
 struct Prefix {
   std::uint8_t length = 0;
   Address address;  // family set, bytes zero for a default route
-  friend bool operator==(const Prefix&, const Prefix&) = default;
+  friend bool operator==(Prefix const&, Prefix const&) = default;
 };
-[[nodiscard]] std::string text(const Prefix& prefix);
+[[nodiscard]] std::string text(Prefix const& prefix);
 
 // A route. Its way out is a next-hop id, or paths that the route itself carries (one for interface
 // and gateway attributes, several for a multipath attribute), or neither for a route that drops.
@@ -79,7 +79,7 @@ struct Route {
     std::optional<Address> gateway;
     std::uint8_t weightByte = 0;
     bool onlink = false;
-    friend bool operator==(const Path&, const Path&) = default;
+    friend bool operator==(Path const&, Path const&) = default;
   };
   Prefix destination;
   std::uint32_t table = 0;
@@ -91,20 +91,20 @@ struct Route {
   std::optional<Address> preferredSource;
   std::optional<std::uint32_t> mtu;
 
-  friend bool operator==(const Route&, const Route&) = default;
+  friend bool operator==(Route const&, Route const&) = default;
 };
 
 struct RouteWithdrawal {
   Prefix destination;
   std::uint32_t table = 0;
   std::uint32_t priority = 0;
-  friend bool operator==(const RouteWithdrawal&, const RouteWithdrawal&) = default;
+  friend bool operator==(RouteWithdrawal const&, RouteWithdrawal const&) = default;
 };
 
 // A message that this agent has no use for; it has been counted (SkipCounts.h).
 struct SkippedMessage {
   std::uint16_t type = 0;
-  friend bool operator==(const SkippedMessage&, const SkippedMessage&) = default;
+  friend bool operator==(SkippedMessage const&, SkippedMessage const&) = default;
 };
 
 struct Message {
@@ -113,7 +113,7 @@ struct Message {
                RouteWithdrawal>
       content;
 
-  friend bool operator==(const Message&, const Message&) = default;
+  friend bool operator==(Message const&, Message const&) = default;
 };
 
 }  // namespace OrviaL3Agent::Fpm

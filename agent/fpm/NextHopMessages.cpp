@@ -8,18 +8,17 @@
 namespace OrviaL3Agent::Fpm {
 namespace {
 
-std::uint32_t idOf(const Attribute& attribute) {
-  const std::uint32_t id = u32Of(attribute, "NHA_ID");
+std::uint32_t idOf(Attribute const& attribute) {
+  std::uint32_t const id = u32Of(attribute, "NHA_ID");
   // Zero asks a kernel to choose an id; a routing daemon that announces one always names it.
   if (id == 0) throw StreamError(attribute.offset, "NHA_ID is 0, which names no next hop");
   return id;
 }
 
-std::vector<NextHopGroup::Member> membersOf(const Attribute& attribute) {
-  const std::span<const std::byte> bytes = attribute.payload.bytes();
+std::vector<NextHopGroup::Member> membersOf(Attribute const& attribute) {
+  std::span<std::byte const> const bytes = attribute.payload.bytes();
   if (bytes.empty() || bytes.size() % sizeof(nexthop_grp) != 0) {
-    wrongSize(attribute, "NHA_GROUP",
-              fmt::format("a multiple of {}", sizeof(nexthop_grp)));
+    wrongSize(attribute, "NHA_GROUP", fmt::format("a multiple of {}", sizeof(nexthop_grp)));
   }
   std::vector<NextHopGroup::Member> members(bytes.size() / sizeof(nexthop_grp));
   for (std::size_t i = 0; i < members.size(); ++i) {
@@ -38,9 +37,9 @@ struct Parts {
   std::optional<Attribute> gateway;
 };
 
-Parts partsOf(const Area& attributes, SkipCounts& skips) {
+Parts partsOf(Area const& attributes, SkipCounts& skips) {
   Parts parts;
-  forEachAttribute(attributes, [&](const Attribute& attribute) {
+  forEachAttribute(attributes, [&](Attribute const& attribute) {
     switch (attribute.type) {
       case NHA_ID:
         parts.id = idOf(attribute);
@@ -71,14 +70,14 @@ Parts partsOf(const Area& attributes, SkipCounts& skips) {
 
 }  // namespace
 
-Content newNextHop(const Area& body, SkipCounts& skips) {
-  const auto header = body.header<nhmsg>("next-hop header");
-  const Parts parts = partsOf(body.from(MNL_ALIGN(sizeof(nhmsg))), skips);
-  const auto refuse = [&](const char* reason) -> Content {
+Content newNextHop(Area const& body, SkipCounts& skips) {
+  auto const header = body.header<nhmsg>("next-hop header");
+  Parts const parts = partsOf(body.from(MNL_ALIGN(sizeof(nhmsg))), skips);
+  auto const refuse = [&](char const* reason) -> Content {
     throw StreamError(body.offset(), fmt::format("next-hop announcement {}", reason));
   };
   if (!parts.id) return refuse("without NHA_ID");
-  const bool single = parts.interface || parts.gateway;
+  bool const single = parts.interface || parts.gateway;
   if (int{parts.members.has_value()} + int{parts.blackhole} + int{single} > 1) {
     return refuse("that is more than one of a group, a blackhole and a single next hop");
   }
@@ -98,9 +97,9 @@ Content newNextHop(const Area& body, SkipCounts& skips) {
   return nextHop;
 }
 
-Content delNextHop(const Area& body, SkipCounts& skips) {
+Content delNextHop(Area const& body, SkipCounts& skips) {
   (void)body.header<nhmsg>("next-hop header");
-  const Parts parts = partsOf(body.from(MNL_ALIGN(sizeof(nhmsg))), skips);
+  Parts const parts = partsOf(body.from(MNL_ALIGN(sizeof(nhmsg))), skips);
   if (!parts.id) throw StreamError(body.offset(), "next-hop withdrawal without NHA_ID");
   return NextHopWithdrawal{*parts.id};
 }

@@ -9,29 +9,29 @@ namespace {
 
 // A gateway of another family than the route's (an IPv4 route over an IPv6 neighbour) comes as
 // RTA_VIA: the family in two bytes, then the address.
-Address viaOf(const Attribute& attribute) {
-  const auto family = attribute.payload.header<std::uint16_t>("RTA_VIA family");
-  const std::uint8_t narrow = family <= 0xFF ? static_cast<std::uint8_t>(family) : std::uint8_t{0};
-  const Attribute address{attribute.type, attribute.offset, attribute.payload.from(sizeof family)};
+Address viaOf(Attribute const& attribute) {
+  auto const family = attribute.payload.header<std::uint16_t>("RTA_VIA family");
+  std::uint8_t const narrow = family <= 0xFF ? static_cast<std::uint8_t>(family) : std::uint8_t{0};
+  Attribute const address{attribute.type, attribute.offset, attribute.payload.from(sizeof family)};
   return addressOf(address, "RTA_VIA address", narrow);
 }
 
-std::optional<std::uint32_t> mtuOf(const Attribute& metrics) {
+std::optional<std::uint32_t> mtuOf(Attribute const& metrics) {
   std::optional<std::uint32_t> mtu;
-  forEachAttribute(metrics.payload, [&](const Attribute& metric) {
+  forEachAttribute(metrics.payload, [&](Attribute const& metric) {
     // The other metrics tune a host's own connections and mean nothing to a forwarding table.
     if (metric.type == RTAX_MTU) mtu = u32Of(metric, "RTAX_MTU");
   });
   return mtu;
 }
 
-Route::Path pathOf(const Area& area, const rtnexthop& header, std::uint8_t family,
+Route::Path pathOf(Area const& area, rtnexthop const& header, std::uint8_t family,
                    SkipCounts& skips) {
   Route::Path path;
   path.interface = static_cast<std::uint32_t>(header.rtnh_ifindex);
   path.weightByte = header.rtnh_hops;
   path.onlink = (header.rtnh_flags & RTNH_F_ONLINK) != 0;
-  forEachAttribute(area.from(sizeof header), [&](const Attribute& attribute) {
+  forEachAttribute(area.from(sizeof header), [&](Attribute const& attribute) {
     switch (attribute.type) {
       case RTA_GATEWAY:
         path.gateway = addressOf(attribute, "RTA_GATEWAY", family);
@@ -46,16 +46,17 @@ Route::Path pathOf(const Area& area, const rtnexthop& header, std::uint8_t famil
   return path;
 }
 
-std::vector<Route::Path> pathsOf(const Attribute& multipath, std::uint8_t family,
+std::vector<Route::Path> pathsOf(Attribute const& multipath, std::uint8_t family,
                                  SkipCounts& skips) {
   std::vector<Route::Path> paths;
   for (Area area = multipath.payload; area.size() > 0;) {
-    const auto header = area.header<rtnexthop>("path of RTA_MULTIPATH");
-    const std::size_t length = header.rtnh_len;
+    auto const header = area.header<rtnexthop>("path of RTA_MULTIPATH");
+    std::size_t const length = header.rtnh_len;
     if (length < sizeof header || length > area.size()) {
-      throw StreamError(area.offset(),
-                        fmt::format("path of {} bytes does not fit into the remaining {} of RTA_MULTIPATH",
-                                    length, area.size()));
+      throw StreamError(
+          area.offset(),
+          fmt::format("path of {} bytes does not fit into the remaining {} of RTA_MULTIPATH",
+                      length, area.size()));
     }
     paths.push_back(pathOf(area.first(length), header, family, skips));
     area = area.from(RTNH_ALIGN(length));
@@ -63,11 +64,13 @@ std::vector<Route::Path> pathsOf(const Attribute& multipath, std::uint8_t family
   return paths;
 }
 
-Prefix prefixOf(const Area& body, const rtmsg& header, const std::optional<Attribute>& destination) {
-  const std::size_t size = addressSize(header.rtm_family);
+Prefix prefixOf(Area const& body, rtmsg const& header,
+                std::optional<Attribute> const& destination) {
+  std::size_t const size = addressSize(header.rtm_family);
   if (header.rtm_dst_len > 8 * size) {
-    throw StreamError(body.offset(), fmt::format("prefix length {} is too long for {}",
-                                                 header.rtm_dst_len, familyText(header.rtm_family)));
+    throw StreamError(body.offset(),
+                      fmt::format("prefix length {} is too long for {}", header.rtm_dst_len,
+                                  familyText(header.rtm_family)));
   }
   Prefix prefix;
   prefix.length = header.rtm_dst_len;
@@ -82,7 +85,7 @@ Prefix prefixOf(const Area& body, const rtmsg& header, const std::optional<Attri
   return prefix;
 }
 
-Route routeOf(const Area& body, const rtmsg& header, SkipCounts& skips) {
+Route routeOf(Area const& body, rtmsg const& header, SkipCounts& skips) {
   Route route;
   route.table = header.rtm_table;
   route.protocol = header.rtm_protocol;
@@ -91,7 +94,7 @@ Route routeOf(const Area& body, const rtmsg& header, SkipCounts& skips) {
   std::optional<std::uint32_t> interface;
   std::optional<Address> gateway;
   std::optional<std::vector<Route::Path>> paths;
-  forEachAttribute(body.from(NLMSG_ALIGN(sizeof(rtmsg))), [&](const Attribute& attribute) {
+  forEachAttribute(body.from(NLMSG_ALIGN(sizeof(rtmsg))), [&](Attribute const& attribute) {
     switch (attribute.type) {
       case RTA_DST:
         destination = attribute;
@@ -133,14 +136,14 @@ Route routeOf(const Area& body, const rtmsg& header, SkipCounts& skips) {
   if (paths) {
     route.paths = *paths;
   } else if (interface || gateway) {
-    route.paths.push_back({interface.value_or(0), gateway, 0,
-                           (header.rtm_flags & RTNH_F_ONLINK) != 0});
+    route.paths.push_back(
+        {interface.value_or(0), gateway, 0, (header.rtm_flags & RTNH_F_ONLINK) != 0});
   }
   return route;
 }
 
-std::optional<rtmsg> headerOf(const Area& body, SkipCounts& skips) {
-  const auto header = body.header<rtmsg>("route header");
+std::optional<rtmsg> headerOf(Area const& body, SkipCounts& skips) {
+  auto const header = body.header<rtmsg>("route header");
   if (addressSize(header.rtm_family) > 0) return header;
   ++skips.routeFamilies[header.rtm_family];
   return std::nullopt;
@@ -148,16 +151,16 @@ std::optional<rtmsg> headerOf(const Area& body, SkipCounts& skips) {
 
 }  // namespace
 
-Content newRoute(const Area& body, std::uint16_t type, SkipCounts& skips) {
-  const std::optional<rtmsg> header = headerOf(body, skips);
+Content newRoute(Area const& body, std::uint16_t type, SkipCounts& skips) {
+  std::optional<rtmsg> const header = headerOf(body, skips);
   if (!header) return SkippedMessage{type};
   return routeOf(body, *header, skips);
 }
 
-Content delRoute(const Area& body, std::uint16_t type, SkipCounts& skips) {
-  const std::optional<rtmsg> header = headerOf(body, skips);
+Content delRoute(Area const& body, std::uint16_t type, SkipCounts& skips) {
+  std::optional<rtmsg> const header = headerOf(body, skips);
   if (!header) return SkippedMessage{type};
-  const Route route = routeOf(body, *header, skips);
+  Route const route = routeOf(body, *header, skips);
   return RouteWithdrawal{route.destination, route.table, route.priority};
 }
 

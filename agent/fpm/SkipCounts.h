@@ -1,9 +1,9 @@
 // How often something was passed over because this agent does not know it.
 //
-// A peer may be newer than the agent: frame types, message types and attributes that it does not know
-// are skipped, never an error, and counted here by their numbers so that an operator sees what was
-// not acted upon. An attribute is counted under the kind of message that carried it, since the same
-// number means different things in them.
+// A peer may be newer than the agent: frame types, message types and attributes that it does not
+// know are skipped, never an error, and counted here by their numbers so that an operator sees what
+// was not acted upon. An attribute is counted under the kind of message that carried it, since the
+// same number means different things in them.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ struct SkipCounts {
     return frameTypes.empty() && messageTypes.empty() && routeFamilies.empty() &&
            nextHopAttributes.empty() && routeAttributes.empty();
   }
-  friend bool operator==(const SkipCounts&, const SkipCounts&) = default;
+  friend bool operator==(SkipCounts const&, SkipCounts const&) = default;
 };
 
 }  // namespace OrviaL3Agent::Fpm

@@ -1,8 +1,8 @@
 // Numbers for neighbours.
-#include "agent/Adjacencies.h"
-
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+
+#include "agent/Adjacencies.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -19,7 +19,7 @@ TEST(Adjacencies, AreSharedByEqualNeighboursWhateverTheNextHopId) {
   Adjacencies adjacencies;
   Fpm::NextHop other = nextHop(2, 9);
   other.id = 77;
-  const Adjacencies::Use first = adjacencies.use(nextHop(2, 9));
+  Adjacencies::Use const first = adjacencies.use(nextHop(2, 9));
   EXPECT_EQ(adjacencies.use(other), first);
   EXPECT_EQ(*first, 1);
   EXPECT_EQ(adjacencies.size(), 1U);
@@ -29,18 +29,19 @@ TEST(Adjacencies, TellNeighboursApart) {
   Adjacencies adjacencies;
   Fpm::NextHop overIpv6 = nextHop(2);
   overIpv6.family = AF_INET6;
-  const Adjacencies::Use uses[] = {adjacencies.use(nextHop(2, 9)), adjacencies.use(nextHop(3, 9)),
-                                   adjacencies.use(nextHop(2, 8)), adjacencies.use(nextHop(2)),
-                                   adjacencies.use(nextHop(2, 9, true)), adjacencies.use(overIpv6)};
+  Adjacencies::Use const uses[] = {
+      adjacencies.use(nextHop(2, 9)),       adjacencies.use(nextHop(3, 9)),
+      adjacencies.use(nextHop(2, 8)),       adjacencies.use(nextHop(2)),
+      adjacencies.use(nextHop(2, 9, true)), adjacencies.use(overIpv6)};
   std::uint16_t expected = 1;
-  for (const Adjacencies::Use& use : uses) EXPECT_EQ(*use, expected++);
+  for (Adjacencies::Use const& use : uses) EXPECT_EQ(*use, expected++);
 }
 
 TEST(Adjacencies, GiveANumberBackWithItsLastUse) {
   Adjacencies adjacencies;
   Adjacencies::Use first = adjacencies.use(nextHop(2, 1));
   Adjacencies::Use again = adjacencies.use(nextHop(2, 1));
-  const Adjacencies::Use second = adjacencies.use(nextHop(2, 2));
+  Adjacencies::Use const second = adjacencies.use(nextHop(2, 2));
   first.reset();
   EXPECT_EQ(*adjacencies.use(nextHop(2, 3)), 3);
   again.reset();

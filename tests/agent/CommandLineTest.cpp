@@ -1,26 +1,26 @@
 // What the program makes of its arguments.
-#include "agent/CommandLine.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "agent/CommandLine.h"
+
 namespace OrviaL3Agent {
 namespace {
 
-const std::string kStream = std::string(ORVIA_SOURCE_DIR) + "/examples/streams/forms.0.fpm";
+std::string const kStream = std::string(ORVIA_SOURCE_DIR) + "/examples/streams/forms.0.fpm";
 
-Command parsed(const std::vector<std::string>& arguments) {
-  std::vector<const char*> argv{"orvia-l3-agent"};
-  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+Command parsed(std::vector<std::string> const& arguments) {
+  std::vector<char const*> argv{"orvia-l3-agent"};
+  for (std::string const& argument : arguments) argv.push_back(argument.c_str());
   return parseCommandLine(static_cast<int>(argv.size()), argv.data());
 }
 
-ReplayOptions replay(const std::vector<std::string>& arguments) {
+ReplayOptions replay(std::vector<std::string> const& arguments) {
   std::vector<std::string> all{"replay", kStream};
   all.insert(all.end(), arguments.begin(), arguments.end());
-  const Command command = parsed(all);
+  Command const command = parsed(all);
   if (!std::holds_alternative<ReplayOptions>(command)) {
     ADD_FAILURE() << std::get<Leave>(command).error;
     return {};
@@ -29,22 +29,22 @@ ReplayOptions replay(const std::vector<std::string>& arguments) {
 }
 
 // The complaint about wrong usage.
-std::string complaint(const std::vector<std::string>& arguments) {
-  const Command command = parsed(arguments);
-  const auto* leave = std::get_if<Leave>(&command);
+std::string complaint(std::vector<std::string> const& arguments) {
+  Command const command = parsed(arguments);
+  auto const* leave = std::get_if<Leave>(&command);
   if (leave == nullptr) return "(none)";
   EXPECT_EQ(leave->exitCode, kExitUsage);
   EXPECT_EQ(leave->output, "");
   return leave->error.substr(0, leave->error.find('\n'));
 }
-std::string replayComplaint(const std::vector<std::string>& arguments) {
+std::string replayComplaint(std::vector<std::string> const& arguments) {
   std::vector<std::string> all{"replay", kStream};
   all.insert(all.end(), arguments.begin(), arguments.end());
   return complaint(all);
 }
 
 TEST(CommandLine, TakesAFileAndLeavesTheRestAtItsDefaults) {
-  const ReplayOptions options = replay({});
+  ReplayOptions const options = replay({});
   EXPECT_EQ(options.file, kStream);
   EXPECT_FALSE(options.until);
   EXPECT_FALSE(options.show);
@@ -61,10 +61,31 @@ TEST(CommandLine, TakesAFileAndLeavesTheRestAtItsDefaults) {
 }
 
 TEST(CommandLine, TakesEveryOption) {
-  const ReplayOptions options =
-      replay({"--show", "--until", "40", "--trace", "3", "--ring", "a.ring", "--answer", "now", "--refuse-row",
-              "3", "4", "--refuse-row", "5", "--rows", "100", "--first-row", "2", "--interface-delay", "9",
-              "--mtu-delay", "0", "--slice", "1", "--progress"});
+  ReplayOptions const options = replay({"--show",
+                                        "--until",
+                                        "40",
+                                        "--trace",
+                                        "3",
+                                        "--ring",
+                                        "a.ring",
+                                        "--answer",
+                                        "now",
+                                        "--refuse-row",
+                                        "3",
+                                        "4",
+                                        "--refuse-row",
+                                        "5",
+                                        "--rows",
+                                        "100",
+                                        "--first-row",
+                                        "2",
+                                        "--interface-delay",
+                                        "9",
+                                        "--mtu-delay",
+                                        "0",
+                                        "--slice",
+                                        "1",
+                                        "--progress"});
   EXPECT_TRUE(options.show);
   EXPECT_EQ(options.until, 40U);
   EXPECT_EQ(options.traceLevel, 3U);
@@ -86,7 +107,7 @@ TEST(CommandLine, TakesNeverForADelay) {
 }
 
 TEST(CommandLine, TakesTheFileBehindAListOfRows) {
-  const Command command = parsed({"replay", "--refuse-row", "1", "2", kStream});
+  Command const command = parsed({"replay", "--refuse-row", "1", "2", kStream});
   ASSERT_TRUE(std::holds_alternative<ReplayOptions>(command)) << std::get<Leave>(command).error;
   EXPECT_EQ(std::get<ReplayOptions>(command).refusedRows.size(), 2U);
 }
@@ -96,19 +117,20 @@ TEST(CommandLine, TakesARingFile) {
 }
 
 TEST(CommandLine, ShowsHelpWithExamples) {
-  for (const std::vector<std::string>& arguments :
+  for (std::vector<std::string> const& arguments :
        {std::vector<std::string>{"--help"}, {"replay", "--help"}, {"ring", "--help"}}) {
-    const Leave leave = std::get<Leave>(parsed(arguments));
+    Leave const leave = std::get<Leave>(parsed(arguments));
     EXPECT_EQ(leave.exitCode, kExitOk);
     EXPECT_EQ(leave.error, "");
     EXPECT_NE(leave.output.find("Examples:\n"), std::string::npos) << leave.output;
-    EXPECT_NE(leave.output.find("orvia-l3-agent replay examples/streams/forms.0.fpm"), std::string::npos);
+    EXPECT_NE(leave.output.find("orvia-l3-agent replay examples/streams/forms.0.fpm"),
+              std::string::npos);
     EXPECT_NE(leave.output.find("Exit codes: 0"), std::string::npos);
   }
 }
 
 TEST(CommandLine, ShowsItsVersion) {
-  const Leave leave = std::get<Leave>(parsed({"--version"}));
+  Leave const leave = std::get<Leave>(parsed({"--version"}));
   EXPECT_EQ(leave.exitCode, kExitOk);
   EXPECT_EQ(leave.output, "orvia-l3-agent 0.1.0\n");
 }
@@ -130,7 +152,8 @@ TEST(CommandLine, ComplainsAboutValuesThatCannotBe) {
   EXPECT_EQ(replayComplaint({"--answer", "maybe"}), "--answer: maybe is neither now nor loop");
   EXPECT_EQ(replayComplaint({"--trace", "10"}), "--trace: Value 10 not in range 0 to 9");
   EXPECT_EQ(replayComplaint({"--rows", "1"}), "--rows: Value 1 not in range 2 to 1048576");
-  EXPECT_EQ(replayComplaint({"--rows", "1048577"}), "--rows: Value 1048577 not in range 2 to 1048576");
+  EXPECT_EQ(replayComplaint({"--rows", "1048577"}),
+            "--rows: Value 1048577 not in range 2 to 1048576");
   EXPECT_EQ(replayComplaint({"--slice", "0"}), "--slice: Value 0 not in range 1 to 1048576");
   EXPECT_EQ(replayComplaint({"--until", "-3"}), "--until: -3 is negative");
   EXPECT_EQ(replayComplaint({"--refuse-row", "-1"}), "--refuse-row: -1 is negative");

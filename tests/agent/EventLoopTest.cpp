@@ -1,10 +1,10 @@
 // The order in which the agent's loop does things.
-#include "agent/EventLoop.h"
-
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
+
+#include "agent/EventLoop.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -89,7 +89,7 @@ TEST_F(EventLoopTest, RunsTimersOfOneTurnInTheOrderInWhichTheyWereSet) {
 }
 
 TEST_F(EventLoopTest, DoesNotRunADeletedTimer) {
-  const EventLoop::TimerId id = loop.timerIs(1, write('a'));
+  EventLoop::TimerId const id = loop.timerIs(1, write('a'));
   loop.timerIs(1, write('b'));
   loop.timerDel(id);
   loop.timerDel(id);

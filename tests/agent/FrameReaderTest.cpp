@@ -1,6 +1,4 @@
 // Cutting a byte stream into frames, however the bytes arrive.
-#include "agent/fpm/FrameReader.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +6,7 @@
 #include <system_error>
 
 #include "agent/fpm/FrameFile.h"
+#include "agent/fpm/FrameReader.h"
 #include "tests/agent/ParsedStream.h"
 
 namespace OrviaL3Agent {
@@ -16,15 +15,18 @@ namespace {
 using namespace Testing;
 
 Bytes smallStream() {
-  return announce(1, 2, "10.0.1.2") + announce(2, 3, "fe80::1") + announceGroup(3, {{1, 0}, {2, 9}}) +
-         frame(message(RTM_DELROUTE, routeHeader(AF_INET, 24, 0) + attribute(RTA_DST, address("10.1.0.0"))) +
-               message(RTM_NEWROUTE, routeHeader(AF_INET, 24) + attribute(RTA_DST, address("10.1.0.0")) +
+  return announce(1, 2, "10.0.1.2") + announce(2, 3, "fe80::1") +
+         announceGroup(3, {{1, 0}, {2, 9}}) +
+         frame(message(RTM_DELROUTE,
+                       routeHeader(AF_INET, 24, 0) + attribute(RTA_DST, address("10.1.0.0"))) +
+               message(RTM_NEWROUTE, routeHeader(AF_INET, 24) +
+                                         attribute(RTA_DST, address("10.1.0.0")) +
                                          u32Attribute(RTA_NH_ID, 3))) +
          frame("") + withdraw(2);
 }
 
 TEST(FrameReader, HandsOutFramesWithTheirOffsets) {
-  const Bytes stream = frame("abcd") + frame("efghij", 2) + frame("");
+  Bytes const stream = frame("abcd") + frame("efghij", 2) + frame("");
   Fpm::FrameReader reader;
   reader.feed(spanOf(stream));
 
@@ -55,11 +57,11 @@ TEST(FrameReader, HandsOutFramesWithTheirOffsets) {
 
 TEST(FrameReader, AlignsEveryPayloadAndPadsItWithZeroes) {
   // Lengths that put the frames at odd places of the stream.
-  const Bytes stream = frame("a") + frame("bcd") + frame("efghijk");
+  Bytes const stream = frame("a") + frame("bcd") + frame("efghijk");
   Fpm::FrameReader reader;
   reader.feed(spanOf(stream));
   int frames = 0;
-  while (const auto frame = reader.next()) {
+  while (auto const frame = reader.next()) {
     ++frames;
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(frame->payload.data()) % alignof(nlmsghdr), 0U);
     for (std::size_t i = 0; i < Fpm::kPayloadPadding; ++i) {
@@ -70,8 +72,8 @@ TEST(FrameReader, AlignsEveryPayloadAndPadsItWithZeroes) {
 }
 
 TEST(FrameReader, GivesTheSameResultForBytesThatArriveOneByOne) {
-  const Bytes stream = smallStream();
-  const ParsedStream whole = parse(stream);
+  Bytes const stream = smallStream();
+  ParsedStream const whole = parse(stream);
   ASSERT_FALSE(whole.error);
   ASSERT_EQ(whole.frames, 6U);
   ASSERT_EQ(whole.messages.size(), 6U);
@@ -82,14 +84,14 @@ TEST(FrameReader, GivesTheSameResultForBytesThatArriveOneByOne) {
 }
 
 TEST(FrameReader, GivesTheSameResultForRandomSplits) {
-  const Bytes stream = contentOf(streamPath("flap-static.0.fpm"));
-  const ParsedStream whole = parse(stream);
+  Bytes const stream = contentOf(streamPath("flap-static.0.fpm"));
+  ParsedStream const whole = parse(stream);
   ASSERT_FALSE(whole.error);
   std::mt19937 random(20261120);
   for (int round = 0; round < 200; ++round) {
     std::vector<std::string_view> pieces;
     for (std::string_view rest = stream; !rest.empty();) {
-      const std::size_t size = std::min<std::size_t>(rest.size(), random() % 300);
+      std::size_t const size = std::min<std::size_t>(rest.size(), random() % 300);
       pieces.push_back(rest.substr(0, size));
       rest.remove_prefix(size);
     }
@@ -98,8 +100,8 @@ TEST(FrameReader, GivesTheSameResultForRandomSplits) {
 }
 
 TEST(FrameReader, NamesTheCutOffFrameForEveryPrefixOfAStream) {
-  const Bytes stream = smallStream();
-  const ParsedStream whole = parse(stream);
+  Bytes const stream = smallStream();
+  ParsedStream const whole = parse(stream);
   std::vector<std::size_t> ends{0};  // where a frame ends, the stream may end
   {
     Fpm::FrameReader reader;
@@ -109,9 +111,9 @@ TEST(FrameReader, NamesTheCutOffFrameForEveryPrefixOfAStream) {
   ASSERT_EQ(ends.back(), stream.size());
 
   for (std::size_t length = 0; length <= stream.size(); ++length) {
-    const ParsedStream parsed = parse(stream.substr(0, length));
-    const auto after = std::upper_bound(ends.begin(), ends.end(), length);
-    const std::size_t lastEnd = *(after - 1);
+    ParsedStream const parsed = parse(stream.substr(0, length));
+    auto const after = std::upper_bound(ends.begin(), ends.end(), length);
+    std::size_t const lastEnd = *(after - 1);
     EXPECT_EQ(parsed.frames, static_cast<std::size_t>(after - ends.begin()) - 1) << length;
     ASSERT_LE(parsed.messages.size(), whole.messages.size());
     EXPECT_TRUE(std::equal(parsed.messages.begin(), parsed.messages.end(), whole.messages.begin()))
@@ -121,19 +123,19 @@ TEST(FrameReader, NamesTheCutOffFrameForEveryPrefixOfAStream) {
     } else {
       ASSERT_TRUE(parsed.error) << length;
       EXPECT_EQ(parsed.error->offset, lastEnd);
-      const std::size_t left = length - lastEnd;
-      const std::string what = "offset " + std::to_string(lastEnd) + ": truncated frame" +
-                               (left < 4 ? " header: " + std::to_string(left) + " of 4"
-                                         : ": " + std::to_string(left) + " of " +
-                                               std::to_string(*after - lastEnd)) +
-                               " bytes before the stream ends";
+      std::size_t const left = length - lastEnd;
+      std::string const what =
+          "offset " + std::to_string(lastEnd) + ": truncated frame" +
+          (left < 4 ? " header: " + std::to_string(left) + " of 4"
+                    : ": " + std::to_string(left) + " of " + std::to_string(*after - lastEnd)) +
+          " bytes before the stream ends";
       EXPECT_EQ(parsed.error->text, what);
     }
   }
 }
 
 TEST(FrameReader, RefusesAnotherVersion) {
-  const ParsedStream parsed = parse(withdraw(1) + frame("", 1, 2));
+  ParsedStream const parsed = parse(withdraw(1) + frame("", 1, 2));
   ASSERT_TRUE(parsed.error);
   EXPECT_EQ(parsed.frames, 1U);
   EXPECT_EQ(parsed.error->text, "offset 36: not a frame header: version 2, expected 1");
@@ -142,7 +144,7 @@ TEST(FrameReader, RefusesAnotherVersion) {
 
 TEST(FrameReader, RefusesALengthSmallerThanItsHeader) {
   for (int length = 0; length < 4; ++length) {
-    const ParsedStream parsed = parse(frame("abcd", 1, 1, length));
+    ParsedStream const parsed = parse(frame("abcd", 1, 1, length));
     ASSERT_TRUE(parsed.error) << length;
     EXPECT_EQ(parsed.error->text, "offset 0: frame length " + std::to_string(length) +
                                       " is smaller than the frame header of 4 bytes");
@@ -150,7 +152,7 @@ TEST(FrameReader, RefusesALengthSmallerThanItsHeader) {
 }
 
 TEST(FrameReader, TakesALengthBeyondTheStreamForACutOffFrame) {
-  const ParsedStream parsed = parse(withdraw(1) + frame("abcd", 1, 1, 65535));
+  ParsedStream const parsed = parse(withdraw(1) + frame("abcd", 1, 1, 65535));
   ASSERT_TRUE(parsed.error);
   EXPECT_EQ(parsed.error->text,
             "offset 36: truncated frame: 8 of 65535 bytes before the stream ends");
@@ -165,25 +167,25 @@ TEST(FrameReader, ThrowsTheSameErrorAgainAndStaysWhereItIs) {
 }
 
 TEST(FrameReader, TakesTheLargestFrameThatItsLengthCanSay) {
-  const Bytes payload(65531, 'x');
+  Bytes const payload(65531, 'x');
   Fpm::FrameReader reader;
   reader.feed(spanOf(frame(payload, 9)));
-  const auto frame = reader.next();
+  auto const frame = reader.next();
   ASSERT_TRUE(frame);
   EXPECT_EQ(frame->payload.size(), 65531U);
   EXPECT_EQ(reader.pending(), 0U);
 }
 
 TEST(FrameFile, ReadsAFileAsTheReaderReadsItsBytes) {
-  const std::string path = streamPath("wide-static.0.fpm");  // several pieces long
-  const Bytes bytes = contentOf(path);
+  std::string const path = streamPath("wide-static.0.fpm");  // several pieces long
+  Bytes const bytes = contentOf(path);
   Fpm::FrameReader reader;
   reader.feed(spanOf(bytes));
   Fpm::FrameFile file(path);
   EXPECT_EQ(file.size(), bytes.size());
   std::uint64_t frames = 0;
-  while (const auto expected = reader.next()) {
-    const auto found = file.next();
+  while (auto const expected = reader.next()) {
+    auto const found = file.next();
     ASSERT_TRUE(found);
     ++frames;
     EXPECT_EQ(found->offset, expected->offset);

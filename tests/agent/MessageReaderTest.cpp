@@ -1,11 +1,10 @@
 // Turning netlink messages into plain values, and refusing those that lie about their lengths.
-#include "agent/fpm/MessageReader.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
 
+#include "agent/fpm/MessageReader.h"
 #include "tests/agent/ParsedStream.h"
 
 namespace OrviaL3Agent {
@@ -13,8 +12,8 @@ namespace {
 
 using namespace Testing;
 
-Fpm::Address addressOf(const char* text) {
-  const Bytes bytes = address(text);
+Fpm::Address addressOf(char const* text) {
+  Bytes const bytes = address(text);
   Fpm::Address result;
   result.family = bytes.size() == 4 ? AF_INET : AF_INET6;
   std::memcpy(result.bytes.data(), bytes.data(), bytes.size());
@@ -23,8 +22,8 @@ Fpm::Address addressOf(const char* text) {
 
 // The only message of a stream, which has to be of the kind.
 template <class Kind>
-Kind only(const Bytes& stream) {
-  const ParsedStream parsed = parse(stream);
+Kind only(Bytes const& stream) {
+  ParsedStream const parsed = parse(stream);
   EXPECT_FALSE(parsed.error) << parsed.error->text;
   EXPECT_EQ(parsed.messages.size(), 1U);
   if (parsed.messages.size() != 1 || !std::holds_alternative<Kind>(parsed.messages[0].content)) {
@@ -34,15 +33,15 @@ Kind only(const Bytes& stream) {
   return std::get<Kind>(parsed.messages[0].content);
 }
 
-std::string errorOf(const Bytes& stream) {
-  const ParsedStream parsed = parse(stream);
+std::string errorOf(Bytes const& stream) {
+  ParsedStream const parsed = parse(stream);
   return parsed.error ? parsed.error->text : "(no error)";
 }
 
-Bytes newNextHop(const Bytes& attributes, std::uint8_t family = AF_INET) {
+Bytes newNextHop(Bytes const& attributes, std::uint8_t family = AF_INET) {
   return frame(message(RTM_NEWNEXTHOP, nextHopHeader(family) + attributes));
 }
-Bytes newRoute(const Bytes& attributes, std::uint8_t prefixLength = 0,
+Bytes newRoute(Bytes const& attributes, std::uint8_t prefixLength = 0,
                std::uint8_t family = AF_INET) {
   return frame(message(RTM_NEWROUTE, routeHeader(family, prefixLength) + attributes));
 }
@@ -51,17 +50,17 @@ Bytes newRoute(const Bytes& attributes, std::uint8_t prefixLength = 0,
 constexpr int kFirstAttribute = 4 + 16 + 8;
 
 TEST(NextHopMessages, AreReadWithAnIpv4Gateway) {
-  const Fpm::NextHop expected{7, AF_INET, 3, addressOf("10.0.2.2"), false};
+  Fpm::NextHop const expected{7, AF_INET, 3, addressOf("10.0.2.2"), false};
   EXPECT_EQ(only<Fpm::NextHop>(announce(7, 3, "10.0.2.2")), expected);
 }
 
 TEST(NextHopMessages, AreReadWithAnIpv6Gateway) {
-  const Fpm::NextHop expected{8, AF_INET6, 4, addressOf("fe80::1"), false};
+  Fpm::NextHop const expected{8, AF_INET6, 4, addressOf("fe80::1"), false};
   EXPECT_EQ(only<Fpm::NextHop>(announce(8, 4, "fe80::1")), expected);
 }
 
 TEST(NextHopMessages, AreReadWithoutAGateway) {
-  const Fpm::NextHop expected{9, AF_INET, 5, std::nullopt, false};
+  Fpm::NextHop const expected{9, AF_INET, 5, std::nullopt, false};
   EXPECT_EQ(only<Fpm::NextHop>(announce(9, 5)), expected);
 }
 
@@ -71,7 +70,7 @@ TEST(NextHopMessages, CarryTheOnlinkFlag) {
 }
 
 TEST(NextHopMessages, AreReadAsGroupsWithTheWeightBytes) {
-  const Fpm::NextHopGroup expected{3, {{10, 0}, {11, 9}, {12, 255}}};
+  Fpm::NextHopGroup const expected{3, {{10, 0}, {11, 9}, {12, 255}}};
   EXPECT_EQ(only<Fpm::NextHopGroup>(announceGroup(3, {{10, 0}, {11, 9}, {12, 255}})), expected);
 }
 
@@ -84,8 +83,8 @@ TEST(NextHopMessages, AreReadAsWithdrawals) {
 }
 
 TEST(NextHopMessages, MayRepeatAnAttributeWhoseLastValueCounts) {
-  const Bytes stream = newNextHop(u32Attribute(NHA_ID, 1) + u32Attribute(NHA_ID, 2) +
-                                  u32Attribute(NHA_OIF, 3));
+  Bytes const stream =
+      newNextHop(u32Attribute(NHA_ID, 1) + u32Attribute(NHA_ID, 2) + u32Attribute(NHA_OIF, 3));
   EXPECT_EQ(only<Fpm::NextHop>(stream).id, 2U);
 }
 
@@ -100,18 +99,19 @@ TEST(NextHopMessages, NeedAnId) {
 TEST(NextHopMessages, NeedAnInterfaceOrMembersOrABlackhole) {
   EXPECT_EQ(errorOf(newNextHop(u32Attribute(NHA_ID, 3))),
             "offset 20: next-hop announcement without NHA_OIF, NHA_GROUP or NHA_BLACKHOLE");
-  EXPECT_EQ(errorOf(newNextHop(u32Attribute(NHA_ID, 3) + attribute(NHA_GATEWAY, address("10.0.0.1")))),
-            "offset 20: next-hop announcement without NHA_OIF, NHA_GROUP or NHA_BLACKHOLE");
+  EXPECT_EQ(
+      errorOf(newNextHop(u32Attribute(NHA_ID, 3) + attribute(NHA_GATEWAY, address("10.0.0.1")))),
+      "offset 20: next-hop announcement without NHA_OIF, NHA_GROUP or NHA_BLACKHOLE");
   EXPECT_EQ(errorOf(announce(3, 0)), "offset 36: NHA_OIF is 0, which names no interface");
 }
 
 TEST(NextHopMessages, AreOneThingOnly) {
-  const std::string expected =
+  std::string const expected =
       "offset 20: next-hop announcement that is more than one of a group, a blackhole and a single "
       "next hop";
-  const Bytes id = u32Attribute(NHA_ID, 3);
-  const Bytes group = attribute(NHA_GROUP, Bytes(8, '\1'));
-  const Bytes blackhole = attribute(NHA_BLACKHOLE, "");
+  Bytes const id = u32Attribute(NHA_ID, 3);
+  Bytes const group = attribute(NHA_GROUP, Bytes(8, '\1'));
+  Bytes const blackhole = attribute(NHA_BLACKHOLE, "");
   EXPECT_EQ(errorOf(newNextHop(id + group + blackhole)), expected);
   EXPECT_EQ(errorOf(newNextHop(id + group + u32Attribute(NHA_OIF, 3))), expected);
   EXPECT_EQ(errorOf(newNextHop(id + blackhole + attribute(NHA_GATEWAY, address("10.0.0.1")))),
@@ -119,7 +119,7 @@ TEST(NextHopMessages, AreOneThingOnly) {
 }
 
 TEST(NextHopMessages, HaveAGatewayOfTheirFamily) {
-  const Bytes rest = u32Attribute(NHA_ID, 3) + u32Attribute(NHA_OIF, 3);
+  Bytes const rest = u32Attribute(NHA_ID, 3) + u32Attribute(NHA_OIF, 3);
   EXPECT_EQ(errorOf(newNextHop(rest + attribute(NHA_GATEWAY, address("fe80::1")))),
             "offset 44: NHA_GATEWAY has 16 bytes of payload, expected 4 for IPv4");
   EXPECT_EQ(errorOf(newNextHop(rest + attribute(NHA_GATEWAY, address("10.0.0.1")), AF_INET6)),
@@ -129,16 +129,16 @@ TEST(NextHopMessages, HaveAGatewayOfTheirFamily) {
 }
 
 TEST(NextHopMessages, RefuseAttributesOfTheWrongSize) {
-  const Bytes oif = u32Attribute(NHA_OIF, 3);
-  const Bytes id = u32Attribute(NHA_ID, 3);
-  for (const std::size_t size : {0U, 1U, 2U, 3U, 5U, 8U}) {
-    const std::string tail = " has " + std::to_string(size) + " bytes of payload, expected 4";
+  Bytes const oif = u32Attribute(NHA_OIF, 3);
+  Bytes const id = u32Attribute(NHA_ID, 3);
+  for (std::size_t const size : {0U, 1U, 2U, 3U, 5U, 8U}) {
+    std::string const tail = " has " + std::to_string(size) + " bytes of payload, expected 4";
     EXPECT_EQ(errorOf(newNextHop(attribute(NHA_ID, Bytes(size, '\1')) + oif)),
               "offset 28: NHA_ID" + tail);
     EXPECT_EQ(errorOf(newNextHop(id + attribute(NHA_OIF, Bytes(size, '\1')))),
               "offset 36: NHA_OIF" + tail);
   }
-  for (const std::size_t size : {0U, 1U, 7U, 9U, 12U}) {
+  for (std::size_t const size : {0U, 1U, 7U, 9U, 12U}) {
     EXPECT_EQ(errorOf(newNextHop(id + attribute(NHA_GROUP, Bytes(size, '\1')))),
               "offset 36: NHA_GROUP has " + std::to_string(size) +
                   " bytes of payload, expected a multiple of 8");
@@ -148,9 +148,10 @@ TEST(NextHopMessages, RefuseAttributesOfTheWrongSize) {
 }
 
 TEST(NextHopMessages, SkipAndCountAttributesThatNobodyKnows) {
-  const Bytes unknown = attribute(NHA_ENCAP, "whatever this is") + u32Attribute(4000, 1) +
+  Bytes const unknown = attribute(NHA_ENCAP, "whatever this is") + u32Attribute(4000, 1) +
                         attribute(4000 | NLA_F_NESTED, "x");
-  const ParsedStream parsed = parse(newNextHop(unknown + u32Attribute(NHA_ID, 1) + u32Attribute(NHA_OIF, 3)));
+  ParsedStream const parsed =
+      parse(newNextHop(unknown + u32Attribute(NHA_ID, 1) + u32Attribute(NHA_OIF, 3)));
   ASSERT_FALSE(parsed.error) << parsed.error->text;
   EXPECT_EQ(parsed.messages, parse(announce(1, 3)).messages);
   // The flag bits are no part of the number.
@@ -159,10 +160,10 @@ TEST(NextHopMessages, SkipAndCountAttributesThatNobodyKnows) {
 }
 
 TEST(RouteMessages, AreReadWithTheirNextHopId) {
-  const Fpm::Route route = only<Fpm::Route>(
-      newRoute(attribute(RTA_DST, address("10.1.2.0")) + u32Attribute(RTA_PRIORITY, 20) +
-                   u32Attribute(RTA_NH_ID, 77),
-               24));
+  Fpm::Route const route =
+      only<Fpm::Route>(newRoute(attribute(RTA_DST, address("10.1.2.0")) +
+                                    u32Attribute(RTA_PRIORITY, 20) + u32Attribute(RTA_NH_ID, 77),
+                                24));
   EXPECT_EQ(text(route.destination), "10.1.2.0/24");
   EXPECT_EQ(route.table, 254U);
   EXPECT_EQ(route.priority, 20U);
@@ -176,7 +177,8 @@ TEST(RouteMessages, AreReadWithTheirNextHopId) {
 
 TEST(RouteMessages, AreReadWithoutAnAddressForTheDefaultRoute) {
   EXPECT_EQ(text(only<Fpm::Route>(newRoute(u32Attribute(RTA_NH_ID, 1))).destination), "0.0.0.0/0");
-  EXPECT_EQ(text(only<Fpm::Route>(newRoute(attribute(RTA_DST, ""), 0, AF_INET6)).destination), "::/0");
+  EXPECT_EQ(text(only<Fpm::Route>(newRoute(attribute(RTA_DST, ""), 0, AF_INET6)).destination),
+            "::/0");
   EXPECT_EQ(text(only<Fpm::Route>(newRoute(attribute(RTA_DST, address("0.0.0.0")))).destination),
             "0.0.0.0/0");
 }
@@ -186,14 +188,15 @@ TEST(RouteMessages, TakeTheTableNumberFromItsAttribute) {
 }
 
 TEST(RouteMessages, CarryOnePathOfTheirOwn) {
-  const Fpm::Route route = only<Fpm::Route>(
+  Fpm::Route const route = only<Fpm::Route>(
       newRoute(u32Attribute(RTA_OIF, 4) + attribute(RTA_GATEWAY, address("10.0.3.2"))));
   EXPECT_EQ(route.paths, (std::vector<Fpm::Route::Path>{{4, addressOf("10.0.3.2"), 0, false}}));
   EXPECT_FALSE(route.nextHopId);
 }
 
 TEST(RouteMessages, CarryAMultipathAttribute) {
-  const auto path = [](int interface, std::uint8_t hops, const Bytes& attributes, std::uint8_t flags = 0) {
+  auto const path = [](int interface, std::uint8_t hops, Bytes const& attributes,
+                       std::uint8_t flags = 0) {
     rtnexthop header{};
     header.rtnh_len = static_cast<std::uint16_t>(sizeof header + attributes.size());
     header.rtnh_ifindex = interface;
@@ -201,18 +204,19 @@ TEST(RouteMessages, CarryAMultipathAttribute) {
     header.rtnh_flags = flags;
     return raw(header) + attributes;
   };
-  const Bytes via = attribute(RTA_VIA, raw(std::uint16_t{AF_INET6}) + address("fe80::7"));
-  const Fpm::Route route = only<Fpm::Route>(newRoute(attribute(
-      RTA_MULTIPATH, path(4, 0, attribute(RTA_GATEWAY, address("10.0.3.2"))) + path(5, 9, "") +
-                         path(6, 1, via, RTNH_F_ONLINK))));
+  Bytes const via = attribute(RTA_VIA, raw(std::uint16_t{AF_INET6}) + address("fe80::7"));
+  Fpm::Route const route = only<Fpm::Route>(
+      newRoute(attribute(RTA_MULTIPATH, path(4, 0, attribute(RTA_GATEWAY, address("10.0.3.2"))) +
+                                            path(5, 9, "") + path(6, 1, via, RTNH_F_ONLINK))));
   EXPECT_EQ(route.paths, (std::vector<Fpm::Route::Path>{{4, addressOf("10.0.3.2"), 0, false},
                                                         {5, std::nullopt, 9, false},
                                                         {6, addressOf("fe80::7"), 1, true}}));
 }
 
 TEST(RouteMessages, RefuseAPathThatDoesNotFit) {
-  const Bytes whole = raw(rtnexthop{}) + Bytes(8, '\0');
-  for (const std::uint16_t length : {std::uint16_t{0}, std::uint16_t{7}, std::uint16_t{17}, std::uint16_t{65535}}) {
+  Bytes const whole = raw(rtnexthop{}) + Bytes(8, '\0');
+  for (std::uint16_t const length :
+       {std::uint16_t{0}, std::uint16_t{7}, std::uint16_t{17}, std::uint16_t{65535}}) {
     rtnexthop header{};
     header.rtnh_len = length;
     EXPECT_EQ(errorOf(newRoute(attribute(RTA_MULTIPATH, raw(header) + Bytes(8, '\0')))),
@@ -224,8 +228,8 @@ TEST(RouteMessages, RefuseAPathThatDoesNotFit) {
 }
 
 TEST(RouteMessages, CarryAnMtuAmongTheirMetricsAndAPreferredSource) {
-  const Bytes metrics = u32Attribute(RTAX_WINDOW, 5) + u32Attribute(RTAX_MTU, 1400);
-  const Fpm::Route route = only<Fpm::Route>(
+  Bytes const metrics = u32Attribute(RTAX_WINDOW, 5) + u32Attribute(RTAX_MTU, 1400);
+  Fpm::Route const route = only<Fpm::Route>(
       newRoute(attribute(RTA_METRICS, metrics) + attribute(RTA_PREFSRC, address("10.0.0.9"))));
   EXPECT_EQ(route.mtu, 1400U);
   EXPECT_EQ(route.preferredSource, addressOf("10.0.0.9"));
@@ -234,9 +238,9 @@ TEST(RouteMessages, CarryAnMtuAmongTheirMetricsAndAPreferredSource) {
 }
 
 TEST(RouteMessages, AreReadAsWithdrawals) {
-  const Fpm::RouteWithdrawal withdrawal = only<Fpm::RouteWithdrawal>(
-      frame(message(RTM_DELROUTE, routeHeader(AF_INET6, 64, 0) + attribute(RTA_DST, address("2001:db8::")) +
-                                      u32Attribute(RTA_PRIORITY, 30))));
+  Fpm::RouteWithdrawal const withdrawal = only<Fpm::RouteWithdrawal>(frame(message(
+      RTM_DELROUTE, routeHeader(AF_INET6, 64, 0) + attribute(RTA_DST, address("2001:db8::")) +
+                        u32Attribute(RTA_PRIORITY, 30))));
   EXPECT_EQ(text(withdrawal.destination), "2001:db8::/64");
   EXPECT_EQ(withdrawal.priority, 30U);
 }
@@ -255,7 +259,7 @@ TEST(RouteMessages, RefuseAPrefixThatCannotBe) {
 
 TEST(RouteMessages, OfOtherFamiliesAreSkippedAndCounted) {
   constexpr std::uint8_t mpls = 28;
-  const ParsedStream parsed = parse(newRoute("not even attributes", 20, mpls) + withdraw(1));
+  ParsedStream const parsed = parse(newRoute("not even attributes", 20, mpls) + withdraw(1));
   ASSERT_FALSE(parsed.error) << parsed.error->text;
   ASSERT_EQ(parsed.messages.size(), 2U);
   EXPECT_EQ(std::get<Fpm::SkippedMessage>(parsed.messages[0].content).type, RTM_NEWROUTE);
@@ -263,9 +267,9 @@ TEST(RouteMessages, OfOtherFamiliesAreSkippedAndCounted) {
 }
 
 TEST(Messages, ShareAFrame) {
-  const Bytes payload = message(RTM_DELNEXTHOP, nextHopHeader(0) + u32Attribute(NHA_ID, 1)) +
+  Bytes const payload = message(RTM_DELNEXTHOP, nextHopHeader(0) + u32Attribute(NHA_ID, 1)) +
                         message(RTM_DELNEXTHOP, nextHopHeader(0) + u32Attribute(NHA_ID, 2));
-  const ParsedStream parsed = parse(frame(payload));
+  ParsedStream const parsed = parse(frame(payload));
   ASSERT_EQ(parsed.messages.size(), 2U);
   EXPECT_EQ(parsed.messages[0].offset, 4U);
   EXPECT_EQ(parsed.messages[1].offset, 36U);
@@ -273,17 +277,17 @@ TEST(Messages, ShareAFrame) {
 }
 
 TEST(Messages, BeforeAMalformedOneOfTheSameFrameAreHandedOut) {
-  const Bytes payload = message(RTM_DELNEXTHOP, nextHopHeader(0) + u32Attribute(NHA_ID, 1)) +
+  Bytes const payload = message(RTM_DELNEXTHOP, nextHopHeader(0) + u32Attribute(NHA_ID, 1)) +
                         message(RTM_DELNEXTHOP, nextHopHeader(0));
-  const ParsedStream parsed = parse(frame(payload));
+  ParsedStream const parsed = parse(frame(payload));
   EXPECT_EQ(parsed.messages.size(), 1U);
   ASSERT_TRUE(parsed.error);
   EXPECT_EQ(parsed.error->offset, 52U);
 }
 
 TEST(Messages, OfUnknownTypesAreSkippedAndCounted) {
-  const ParsedStream parsed = parse(frame(message(16, "anything") + message(16, "") + message(NLMSG_DONE, "")) +
-                                    withdraw(5));
+  ParsedStream const parsed = parse(
+      frame(message(16, "anything") + message(16, "") + message(NLMSG_DONE, "")) + withdraw(5));
   ASSERT_FALSE(parsed.error) << parsed.error->text;
   ASSERT_EQ(parsed.messages.size(), 4U);
   EXPECT_EQ(parsed.skips.messageTypes,
@@ -292,7 +296,7 @@ TEST(Messages, OfUnknownTypesAreSkippedAndCounted) {
 }
 
 TEST(Messages, InFramesOfAnotherTypeAreSkippedAndTheFrameCounted) {
-  const ParsedStream parsed = parse(frame("no netlink at all", 2) + withdraw(5));
+  ParsedStream const parsed = parse(frame("no netlink at all", 2) + withdraw(5));
   ASSERT_FALSE(parsed.error) << parsed.error->text;
   EXPECT_EQ(parsed.frames, 2U);
   EXPECT_EQ(parsed.messages.size(), 1U);
@@ -309,7 +313,7 @@ TEST(Messages, HaveAWholeHeader) {
 }
 
 TEST(Messages, RefuseALengthThatIsSmallerThanTheirHeader) {
-  for (const std::int64_t length : {0, 1, 15}) {
+  for (std::int64_t const length : {0, 1, 15}) {
     EXPECT_EQ(errorOf(frame(message(RTM_DELNEXTHOP, Bytes(16, '\0'), length))),
               "offset 4: netlink message of " + std::to_string(length) +
                   " bytes is smaller than its header of 16 bytes");
@@ -318,7 +322,8 @@ TEST(Messages, RefuseALengthThatIsSmallerThanTheirHeader) {
 
 TEST(Messages, RefuseALengthBeyondTheirFrame) {
   // The top bit would make the length negative where it is taken for a signed number.
-  for (const std::int64_t length : {33LL, 65536LL, 0x7FFFFFFFLL, 0x80000000LL, 0x80000010LL, 0xFFFFFFFFLL}) {
+  for (std::int64_t const length :
+       {33LL, 65536LL, 0x7FFFFFFFLL, 0x80000000LL, 0x80000010LL, 0xFFFFFFFFLL}) {
     EXPECT_EQ(errorOf(frame(message(RTM_DELNEXTHOP, Bytes(16, '\0'), length))),
               "offset 4: netlink message of " + std::to_string(length) +
                   " bytes does not fit into the remaining 32 of its frame");
@@ -326,23 +331,22 @@ TEST(Messages, RefuseALengthBeyondTheirFrame) {
 }
 
 TEST(Messages, MayComeWithoutTheirLastPadding) {
-  const Bytes body = nextHopHeader(0) + u32Attribute(NHA_ID, 1) +
-                     attribute(4000, "x").substr(0, 5);
-  const Bytes whole = message(RTM_DELNEXTHOP, body);
-  const Bytes bare = whole.substr(0, 16 + body.size());
+  Bytes const body = nextHopHeader(0) + u32Attribute(NHA_ID, 1) + attribute(4000, "x").substr(0, 5);
+  Bytes const whole = message(RTM_DELNEXTHOP, body);
+  Bytes const bare = whole.substr(0, 16 + body.size());
   ASSERT_EQ(whole.size() - bare.size(), 3U);
   EXPECT_EQ(only<Fpm::NextHopWithdrawal>(frame(bare)).id, 1U);
   EXPECT_EQ(only<Fpm::NextHopWithdrawal>(frame(whole)).id, 1U);
 }
 
 TEST(Attributes, RefuseALengthThatDoesNotFit) {
-  const Bytes id = u32Attribute(NHA_ID, 3);
-  for (const int length : {0, 1, 2, 3}) {
+  Bytes const id = u32Attribute(NHA_ID, 3);
+  for (int const length : {0, 1, 2, 3}) {
     EXPECT_EQ(errorOf(newNextHop(attribute(NHA_OIF, "abcd", length) + id)),
               "offset " + std::to_string(kFirstAttribute) + ": attribute 5 has length " +
                   std::to_string(length) + ", smaller than its header of 4 bytes");
   }
-  for (const int length : {17, 20, 65535}) {
+  for (int const length : {17, 20, 65535}) {
     EXPECT_EQ(errorOf(newNextHop(attribute(NHA_OIF, "abcd", length) + id)),
               "offset " + std::to_string(kFirstAttribute) + ": attribute 5 of " +
                   std::to_string(length) + " bytes does not fit into the remaining 16");
@@ -351,52 +355,56 @@ TEST(Attributes, RefuseALengthThatDoesNotFit) {
 
 TEST(Attributes, RefuseStrayBytesAtTheEnd) {
   for (std::size_t count = 1; count < 4; ++count) {
-    EXPECT_EQ(errorOf(newNextHop(u32Attribute(NHA_ID, 3) + u32Attribute(NHA_OIF, 3) + Bytes(count, '\0'))),
-              "offset 44: " + std::to_string(count) + " stray bytes where an attribute should start");
+    EXPECT_EQ(
+        errorOf(
+            newNextHop(u32Attribute(NHA_ID, 3) + u32Attribute(NHA_OIF, 3) + Bytes(count, '\0'))),
+        "offset 44: " + std::to_string(count) + " stray bytes where an attribute should start");
   }
 }
 
 TEST(Attributes, RefuseAnAttributeThatLeavesItsNest) {
   // The inner attribute claims bytes of the outer one's successor.
-  const Bytes metrics = attribute(RTA_METRICS, attribute(RTAX_MTU, "abcd", 12));
+  Bytes const metrics = attribute(RTA_METRICS, attribute(RTAX_MTU, "abcd", 12));
   EXPECT_EQ(errorOf(newRoute(metrics + u32Attribute(RTA_PRIORITY, 1))),
             "offset 36: attribute 2 of 12 bytes does not fit into the remaining 8");
 }
 
 TEST(Attributes, RefuseAGatewayOfAFamilyWithoutAddresses) {
-  const Bytes via = attribute(RTA_VIA, raw(std::uint16_t{AF_UNIX}) + address("10.0.0.1"));
+  Bytes const via = attribute(RTA_VIA, raw(std::uint16_t{AF_UNIX}) + address("10.0.0.1"));
   EXPECT_EQ(errorOf(newRoute(via)),
             "offset 32: RTA_VIA address has 4 bytes of payload, expected 0 for family 1");
   EXPECT_EQ(errorOf(newRoute(attribute(RTA_VIA, "x"))),
             "offset 36: 1 bytes are too few for the RTA_VIA family of 2 bytes");
 }
 
-// Every single-byte change of a stream: either a clear error or a reading in which everything before
-// the changed byte's message is what it was.
-void flipEveryByte(const Bytes& stream, const std::vector<unsigned char>& masks) {
-  const ParsedStream whole = parse(stream);
+// Every single-byte change of a stream: either a clear error or a reading in which everything
+// before the changed byte's message is what it was.
+void flipEveryByte(Bytes const& stream, std::vector<unsigned char> const& masks) {
+  ParsedStream const whole = parse(stream);
   ASSERT_FALSE(whole.error);
   int errors = 0;
   for (std::size_t at = 0; at < stream.size(); ++at) {
-    const std::size_t before = static_cast<std::size_t>(
-        std::count_if(whole.messages.begin(), whole.messages.end(), [&](const Fpm::Message& message) {
+    std::size_t const before = static_cast<std::size_t>(std::count_if(
+        whole.messages.begin(), whole.messages.end(), [&](Fpm::Message const& message) {
           std::uint32_t length = 0;
           std::memcpy(&length, stream.data() + message.offset, sizeof length);
-          const std::uint64_t end = message.offset + length;
+          std::uint64_t const end = message.offset + length;
           return end <= at;
         }));
-    for (const unsigned char mask : masks) {
+    for (unsigned char const mask : masks) {
       Bytes changed = stream;
       changed[at] = static_cast<char>(static_cast<unsigned char>(changed[at]) ^ mask);
-      const ParsedStream parsed = parse(changed);
+      ParsedStream const parsed = parse(changed);
       ASSERT_GE(parsed.messages.size(), before) << at;
-      ASSERT_TRUE(std::equal(whole.messages.begin(), whole.messages.begin() + static_cast<std::ptrdiff_t>(before),
+      ASSERT_TRUE(std::equal(whole.messages.begin(),
+                             whole.messages.begin() + static_cast<std::ptrdiff_t>(before),
                              parsed.messages.begin()))
           << at;
       if (parsed.error) {
         ++errors;
         ASSERT_LE(parsed.error->offset, stream.size()) << at;
-        ASSERT_TRUE(parsed.error->text.starts_with("offset " + std::to_string(parsed.error->offset) + ": "))
+        ASSERT_TRUE(
+            parsed.error->text.starts_with("offset " + std::to_string(parsed.error->offset) + ": "))
             << parsed.error->text;
       }
     }
@@ -413,7 +421,7 @@ TEST(Streams, SurviveTheChangeOfAnyByteToAnyValue) {
 }
 
 TEST(Streams, SurviveTheChangeOfAnyBitOfARecording) {
-  for (const char* name : {"forms.0.fpm", "misc.1.fpm"}) {
+  for (char const* name : {"forms.0.fpm", "misc.1.fpm"}) {
     flipEveryByte(contentOf(streamPath(name)), {1, 2, 4, 8, 16, 32, 64, 128});
   }
 }

@@ -1,6 +1,4 @@
 // What progress looks like, and how operations are timed.
-#include "agent/Progress.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -11,6 +9,7 @@
 #include <thread>
 
 #include "agent/OperationTime.h"
+#include "agent/Progress.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -48,7 +47,7 @@ TEST_F(ProgressTest, IsLinesElsewhere) {
 
 TEST_F(ProgressTest, IsNothingWhenOff) {
   int made = 0;
-  const auto text = [&made] {
+  auto const text = [&made] {
     ++made;
     return "text";
   };
@@ -64,12 +63,12 @@ TEST_F(ProgressTest, IsNothingWhenOff) {
 TEST_F(ProgressTest, IsShownAtIntervalsOnly) {
   Progress progress(Progress::Style::lines, out.get());
   int made = 0;
-  const auto start = std::chrono::steady_clock::now();
+  auto const start = std::chrono::steady_clock::now();
   while (std::chrono::steady_clock::now() - start < 250ms) {
     progress.show([&made] { return std::to_string(++made); });
     std::this_thread::sleep_for(1ms);
   }
-  const auto elapsed = std::chrono::steady_clock::now() - start;
+  auto const elapsed = std::chrono::steady_clock::now() - start;
   EXPECT_GE(made, 2);
   EXPECT_LE(made, elapsed / 100ms + 1);
 }
@@ -87,7 +86,7 @@ TEST(OperationTime, KeepsNumberMeanAndMaximum) {
 
 TEST(OperationTime, MeasuresAnOperationAndPassesItsResultOn) {
   OperationTime time;
-  const int result = time.measure([] {
+  int const result = time.measure([] {
     std::this_thread::sleep_for(2ms);
     return 5;
   });

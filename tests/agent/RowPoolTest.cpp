@@ -1,6 +1,4 @@
 // Handing out rows, the lowest free one first.
-#include "agent/RowPool.h"
-
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -10,6 +8,8 @@
 #include <random>
 #include <set>
 #include <stdexcept>
+
+#include "agent/RowPool.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -60,7 +60,7 @@ TEST(RowPool, AgreesWithAPlainSetOverARandomHistory) {
   std::mt19937 random(7);
   for (int step = 0; step < 5000; ++step) {
     if (random() % 2 == 0) {
-      const auto row = rows.take();
+      auto const row = rows.take();
       ASSERT_EQ(row.has_value(), !free.empty());
       if (!row) continue;
       ASSERT_EQ(*row, *free.begin());

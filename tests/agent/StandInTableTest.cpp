@@ -1,9 +1,8 @@
 // The agent's stand-ins for the tables that next hops refer to.
-#include "agent/StandInTable.h"
-
 #include <gtest/gtest.h>
 
 #include "Vek/Memory.h"
+#include "agent/StandInTable.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -13,7 +12,7 @@ std::uint64_t liveEntries() { return Vek::vekLiveObjects("OrviaL3Agent::StandInT
 TEST(StandInTable, ProgramsAnEntrySomeTurnsAfterItsFirstUse) {
   EventLoop loop;
   StandInTable table(loop, 2);
-  const StandInTable::Handle handle = table.entry(7);
+  StandInTable::Handle const handle = table.entry(7);
   ASSERT_TRUE(handle);
   EXPECT_EQ(handle->entryState(), 0);
   EXPECT_EQ(handle->hwEntryIndex(), Asic::Index::invalidIndex());
@@ -29,9 +28,9 @@ TEST(StandInTable, ProgramsAnEntrySomeTurnsAfterItsFirstUse) {
 TEST(StandInTable, GivesOneHandlePerKeyAndTheLowestFreeSlot) {
   EventLoop loop;
   StandInTable table(loop, 0);
-  const StandInTable::Handle first = table.entry(70);
+  StandInTable::Handle const first = table.entry(70);
   StandInTable::Handle second = table.entry(80);
-  const StandInTable::Handle third = table.entry(90);
+  StandInTable::Handle const third = table.entry(90);
   EXPECT_EQ(table.entry(70), first);
   EXPECT_EQ(first->hwEntryIndex(), 1U);
   EXPECT_EQ(second->hwEntryIndex(), 2U);
@@ -52,7 +51,7 @@ TEST(StandInTable, ProgramsAtOnceWithoutADelay) {
 TEST(StandInTable, NeverProgramsWhenToldSo) {
   EventLoop loop;
   StandInTable table(loop, std::nullopt);
-  const StandInTable::Handle handle = table.entry(1);
+  StandInTable::Handle const handle = table.entry(1);
   EXPECT_FALSE(loop.busy());
   EXPECT_FALSE(handle->isProgrammed());
 }
@@ -69,7 +68,7 @@ TEST(StandInTable, ForgetsAnEntryThatNobodyHolds) {
 TEST(StandInTable, HasNoMoreEntriesThanSlots) {
   EventLoop loop;
   StandInTable table(loop, 0, 2);
-  const StandInTable::Handle first = table.entry(1);
+  StandInTable::Handle const first = table.entry(1);
   StandInTable::Handle second = table.entry(2);
   EXPECT_FALSE(table.entry(3));
   EXPECT_EQ(table.entry(1), first);
@@ -104,7 +103,7 @@ class LetsGo final : public Vek::NotifieeConst {
     isRegisteredNotifieeIs(true);
     hasNotificationActiveIs(true);
   }
-  void onAttribute(Vek::AttributeId attributeId, const void*) override {
+  void onAttribute(Vek::AttributeId attributeId, void const*) override {
     if (attributeId != Asic::SwTable::EntryHandle::entryStateAttribute) return;
     seenRow = held_->hwEntryIndex();
     held_ = nullptr;
@@ -119,7 +118,7 @@ TEST(StandInTable, LetsAWatcherDropTheHandleThatIsBeingProgrammed) {
   EventLoop loop;
   StandInTable table(loop, 1);
   StandInTable::Handle handle = table.entry(1);
-  const Vek::Ptr<LetsGo> watcher(new LetsGo(handle));
+  Vek::Ptr<LetsGo> const watcher(new LetsGo(handle));
   loop.run();
   // The row is there before the state says that it is programmed.
   EXPECT_EQ(watcher->seenRow, 1U);

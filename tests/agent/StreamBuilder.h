@@ -1,6 +1,7 @@
 // Makes streams byte by byte, well-formed or not.
 //
-//   Bytes stream = frame(message(RTM_DELNEXTHOP, nextHopHeader(AF_UNSPEC) + u32Attribute(NHA_ID, 5)));
+//   Bytes stream = frame(message(RTM_DELNEXTHOP, nextHopHeader(AF_UNSPEC) + u32Attribute(NHA_ID,
+//   5)));
 //
 // Every piece is a plain byte string that can be joined with + and bent out of shape before it is
 // wrapped by the next one.
@@ -27,7 +28,7 @@ namespace OrviaL3Agent::Testing {
 using Bytes = std::string;
 
 template <class Value>
-Bytes raw(const Value& value) {
+Bytes raw(Value const& value) {
   Bytes bytes(sizeof value, '\0');
   std::memcpy(bytes.data(), &value, sizeof value);
   return bytes;
@@ -38,20 +39,21 @@ inline Bytes padded(Bytes bytes) {
   return bytes;
 }
 
-inline std::span<const std::byte> spanOf(std::string_view bytes) {
+inline std::span<std::byte const> spanOf(std::string_view bytes) {
   return std::as_bytes(std::span(bytes.data(), bytes.size()));
 }
 
-inline Bytes address(const char* text) {
+inline Bytes address(char const* text) {
   unsigned char buffer[16];
-  if (inet_pton(AF_INET, text, buffer) == 1) return {reinterpret_cast<const char*>(buffer), 4};
-  if (inet_pton(AF_INET6, text, buffer) == 1) return {reinterpret_cast<const char*>(buffer), 16};
+  if (inet_pton(AF_INET, text, buffer) == 1) return {reinterpret_cast<char const*>(buffer), 4};
+  if (inet_pton(AF_INET6, text, buffer) == 1) return {reinterpret_cast<char const*>(buffer), 16};
   throw std::invalid_argument(text);
 }
 
 // An attribute with its padding; `length` overrides the length field.
-inline Bytes attribute(std::uint16_t type, const Bytes& payload, int length = -1) {
-  const auto size = static_cast<std::uint16_t>(length >= 0 ? length : static_cast<int>(payload.size()) + 4);
+inline Bytes attribute(std::uint16_t type, Bytes const& payload, int length = -1) {
+  auto const size =
+      static_cast<std::uint16_t>(length >= 0 ? length : static_cast<int>(payload.size()) + 4);
   return raw(size) + raw(type) + padded(payload);
 }
 inline Bytes u32Attribute(std::uint16_t type, std::uint32_t value) {
@@ -66,8 +68,8 @@ inline Bytes nextHopHeader(std::uint8_t family, std::uint32_t flags = 0) {
   return raw(header);
 }
 
-inline Bytes routeHeader(std::uint8_t family, std::uint8_t prefixLength, std::uint8_t type = RTN_UNICAST,
-                         std::uint8_t table = RT_TABLE_MAIN) {
+inline Bytes routeHeader(std::uint8_t family, std::uint8_t prefixLength,
+                         std::uint8_t type = RTN_UNICAST, std::uint8_t table = RT_TABLE_MAIN) {
   rtmsg header{};
   header.rtm_family = family;
   header.rtm_dst_len = prefixLength;
@@ -78,7 +80,7 @@ inline Bytes routeHeader(std::uint8_t family, std::uint8_t prefixLength, std::ui
 }
 
 // A netlink message, padded; `length` overrides the length field.
-inline Bytes message(std::uint16_t type, const Bytes& body, std::int64_t length = -1) {
+inline Bytes message(std::uint16_t type, Bytes const& body, std::int64_t length = -1) {
   nlmsghdr header{};
   header.nlmsg_len = static_cast<std::uint32_t>(
       length >= 0 ? length : static_cast<std::int64_t>(body.size() + sizeof header));
@@ -87,9 +89,9 @@ inline Bytes message(std::uint16_t type, const Bytes& body, std::int64_t length 
 }
 
 // A frame around any payload; `length` overrides the length field.
-inline Bytes frame(const Bytes& payload, std::uint8_t type = 1, std::uint8_t version = 1,
+inline Bytes frame(Bytes const& payload, std::uint8_t type = 1, std::uint8_t version = 1,
                    int length = -1) {
-  const std::size_t size = length >= 0 ? static_cast<std::size_t>(length) : payload.size() + 4;
+  std::size_t const size = length >= 0 ? static_cast<std::size_t>(length) : payload.size() + 4;
   Bytes bytes;
   bytes += static_cast<char>(version);
   bytes += static_cast<char>(type);
@@ -99,9 +101,9 @@ inline Bytes frame(const Bytes& payload, std::uint8_t type = 1, std::uint8_t ver
 }
 
 // Whole frames of one message each.
-inline Bytes announce(std::uint32_t id, std::uint32_t interface, const char* gateway = nullptr,
+inline Bytes announce(std::uint32_t id, std::uint32_t interface, char const* gateway = nullptr,
                       std::uint32_t flags = 0) {
-  const Bytes gatewayBytes = gateway != nullptr ? address(gateway) : Bytes();
+  Bytes const gatewayBytes = gateway != nullptr ? address(gateway) : Bytes();
   Bytes body = nextHopHeader(gatewayBytes.size() == 16 ? AF_INET6 : AF_INET, flags) +
                u32Attribute(NHA_ID, id);
   if (gateway != nullptr) body += attribute(NHA_GATEWAY, gatewayBytes);
@@ -113,9 +115,9 @@ inline Bytes withdraw(std::uint32_t id) {
 }
 
 inline Bytes announceGroup(std::uint32_t id,
-                           const std::vector<std::pair<std::uint32_t, std::uint8_t>>& members) {
+                           std::vector<std::pair<std::uint32_t, std::uint8_t>> const& members) {
   Bytes group;
-  for (const auto& [member, weightByte] : members) {
+  for (auto const& [member, weightByte] : members) {
     nexthop_grp entry{};
     entry.id = member;
     entry.weight = weightByte;
@@ -130,19 +132,19 @@ inline Bytes announceBlackhole(std::uint32_t id) {
                                            attribute(NHA_BLACKHOLE, "")));
 }
 
-inline Bytes announceRoute(const char* destination, std::uint8_t prefixLength, std::uint32_t id) {
-  const Bytes bytes = address(destination);
-  return frame(message(RTM_NEWROUTE,
-                       routeHeader(bytes.size() == 16 ? AF_INET6 : AF_INET, prefixLength) +
-                           attribute(RTA_DST, bytes) + u32Attribute(RTA_PRIORITY, 20) +
-                           u32Attribute(RTA_NH_ID, id)));
+inline Bytes announceRoute(char const* destination, std::uint8_t prefixLength, std::uint32_t id) {
+  Bytes const bytes = address(destination);
+  return frame(
+      message(RTM_NEWROUTE, routeHeader(bytes.size() == 16 ? AF_INET6 : AF_INET, prefixLength) +
+                                attribute(RTA_DST, bytes) + u32Attribute(RTA_PRIORITY, 20) +
+                                u32Attribute(RTA_NH_ID, id)));
 }
 
-inline std::string streamPath(const std::string& name) {
+inline std::string streamPath(std::string const& name) {
   return std::string(ORVIA_SOURCE_DIR) + "/examples/streams/" + name;
 }
 
-inline Bytes contentOf(const std::string& path) {
+inline Bytes contentOf(std::string const& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("cannot open " + path);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

@@ -1,0 +1,37 @@
+// orvia-l3-agent: the stand-alone forwarding agent. Everything but this is in the agent's library.
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <variant>
+
+#include "agent/CommandLine.h"
+#include "agent/Replay.h"
+#include "agent/Tracing.h"
+
+namespace {
+
+using namespace OrviaL3Agent;
+
+struct Run {
+  int operator()(ReplayOptions const& options) const { return replayCommand(options); }
+  int operator()(RingOptions const& options) const { return printRing(options); }
+  int operator()(Leave const& leave) const {
+    fmt::print("{}", leave.output);
+    fmt::print(stderr, "{}", leave.error);
+    return leave.exitCode;
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return std::visit(Run{}, parseCommandLine(argc, argv));
+  } catch (std::exception const& error) {
+    // A file that cannot be opened, read or made: the message names it.
+    std::fflush(stdout);
+    fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
+    return kExitStreamError;
+  }
+}
