@@ -47,8 +47,12 @@ void NeededEntryHandleSm<T>::notifierIs(Vek::Ptr<Vek::PtrInterface const> const&
   Vek::Ptr<NeededEntryHandleSm> const self(this);
   old.swap(handle_);
   Vek::NotifieeConst::notifierIs(handle_.get());
+  // Looks before it registers, and registers also when what it resolves throws.
+  struct Registration {
+    NeededEntryHandleSm& watcher;
+    ~Registration() { watcher.isRegisteredNotifieeIs(true); }
+  } const registration{*this};
   if (handle_ && !this->markedForDeletion()) handleEntryProgramming();
-  this->isRegisteredNotifieeIs(true);
 }
 
 template <class T>

@@ -40,9 +40,13 @@ void PendingEntrySm<T>::notifierIs(Vek::Ptr<Vek::PtrInterface const> const& noti
   if (handle.get() == this->plainNotifier()) return;
   Vek::Ptr<PendingEntrySm> const self(this);
   Vek::NotifieeConst::notifierIs(handle.get());
-  // Looks before it registers: what the handler changes on the handle now is not reported again.
+  // Looks before it registers: what the handler changes on the handle now is not reported again. A
+  // handler that throws does not keep the reactor from watching on.
+  struct Registration {
+    PendingEntrySm& reactor;
+    ~Registration() { reactor.isRegisteredNotifieeIs(true); }
+  } const registration{*this};
   if (handle && !this->markedForDeletion()) processEntryHandleCompletion();
-  this->isRegisteredNotifieeIs(true);
 }
 
 template <class T>
