@@ -5,14 +5,6 @@
 
 namespace SoftAsic {
 
-void AnswerQueue::answer(std::function<void()> deliver) {
-  if (delivery_ == Delivery::atOnce) {
-    deliver();
-  } else {
-    waiting_.push_back(std::move(deliver));
-  }
-}
-
 std::size_t AnswerQueue::drain(std::size_t most) {
   Vek::Ptr<AnswerQueue> const alive(this);
   std::size_t const now = std::min(most, waiting_.size());

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <limits>
+#include <utility>
 
 #include "Vek/PtrInterface.h"
 
@@ -25,8 +26,16 @@ class AnswerQueue final : public Vek::PtrInterface {
   // Holds for answers to come; those that wait go on waiting for drain().
   void deliveryIs(Delivery delivery) { delivery_ = delivery; }
 
-  // Delivers or queues one answer. What delivering throws passes out.
-  void answer(std::function<void()> deliver);
+  // Delivers or queues one answer. What delivering throws passes out. An answer at once is called
+  // where it stands: only one that waits is worth a place in memory.
+  template <class Deliver>
+  void answer(Deliver&& deliver) {
+    if (delivery_ == Delivery::atOnce) {
+      std::forward<Deliver>(deliver)();
+    } else {
+      waiting_.emplace_back(std::forward<Deliver>(deliver));
+    }
+  }
   // Delivers up to `most` of the answers that wait now; those that join meanwhile wait for the next
   // call. Returns how many were delivered. What an answer throws passes out; that answer is gone.
   std::size_t drain(std::size_t most = std::numeric_limits<std::size_t>::max());

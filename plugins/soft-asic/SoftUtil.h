@@ -1,0 +1,101 @@
+// What the utilities of all four tables do alike over the simulated hardware.
+//
+// A write takes the record's contents at once and answers through the queue. An answer to a write
+// that was overwritten or deleted meanwhile is counted and dropped. A waiting answer keeps the
+// hardware table alive, and the key where the key says the row. The utility does not keep its table
+// alive; answers that come after the table's end change nothing. A delete outside the window, the
+// invalid index included, is ignored and counted; a write outside is refused.
+//
+// `Wiring` says how the table is wired to its hardware:
+//   Traits, Window                the table's traits; the hardware table that is attached beside
+//   this static char const* name(); static Asic::Index row(Where const&)                   the row
+//   that a write names static Asic::Index boundRow(Table const&, Key const&)  the row that the key
+//   has now, or invalid static void deliver(Table*, Window&, Where const&, Asic::Index row,
+//   EntryState)
+//                                 hands an answer on; the table is none once it is gone
+// where `Where` is the traits' HwKey by value.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "OrviaL3Unicast/engine/TableUtil.h"
+#include "plugins/soft-asic/AnswerQueue.h"
+
+namespace SoftAsic {
+
+template <class Wiring>
+class SoftUtil final : public Wiring::Traits::Util {
+ public:
+  using Traits = typename Wiring::Traits;
+  using Table = typename Traits::Table;
+  using Key = typename Traits::Key;
+  using Entry = typename Traits::Entry;
+  using HwKey = typename Traits::HwKey;
+  using Where = std::remove_cvref_t<HwKey>;
+  using Window = typename Wiring::Window;
+
+  SoftUtil(Table& table, Vek::Ptr<AnswerQueue> const& answers)
+      : Traits::Util(Wiring::name()), table_(table.link()), answers_(answers) {}
+
+  // The first row of the attached window; 0 before one is attached.
+  [[nodiscard]] std::uint32_t minIndex() const override {
+    Window const* const hardware = attached();
+    return hardware == nullptr ? 0 : hardware->firstRow();
+  }
+  // The last row of the attached window; 0 before one is attached.
+  [[nodiscard]] std::uint32_t maxIndex() const override {
+    Window const* const hardware = attached();
+    if (hardware == nullptr || hardware->rows() == 0) return 0;
+    return hardware->firstRow() + (hardware->rows() - 1);
+  }
+  // The row that the key has (of a block: the first), when the hardware holds something there.
+  [[nodiscard]] Asic::Index hwTableEntryIndex(Vek::Ptr<Asic::HwTable> const& hwTable,
+                                              Key const& key) const override {
+    Table const* const table = table_->table();
+    if (table == nullptr) return Asic::Index::invalidIndex();
+    Asic::Index const row = Wiring::boundRow(*table, key);
+    Window const& hardware = window(hwTable);
+    bool const held = hardware.hasRow(row) && hardware.row(row).contents;
+    return held ? row : Asic::Index::invalidIndex();
+  }
+  void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const& hwTable, HwKey where,
+                      Entry const& entry) override {
+    auto const stamp = window(hwTable).write(Wiring::row(where), contentsOf(entry));
+    // The row, too, is the one of the write: a key may have another by the time of the answer.
+    answers_->answer([link = table_, hwTable, at = Where(where), row = Wiring::row(where), stamp] {
+      Window& hardware = window(hwTable);
+      auto const state = hardware.answer(row, stamp);
+      if (!state) return;
+      Vek::Ptr<Table> const table = link->table();
+      Wiring::deliver(table.get(), hardware, at, row, *state);
+    });
+  }
+  void hwTableEntryDel(Vek::Ptr<Asic::HwTable> const& hwTable, HwKey where) override {
+    window(hwTable).erase(Wiring::row(where));
+  }
+  // Empties the window; a table that is not attached to one has nothing to empty.
+  void hwTableEntryDelAll(Vek::Ptr<Asic::HwTable> const& hwTable) override {
+    if (hwTable) window(hwTable).eraseAll();
+  }
+  // Finds nothing to refill from: this hardware lives and dies with the agent's process.
+  void syncEntries(Vek::Ptr<Asic::HwTable> const&,
+                   Vek::Ptr<OrviaAsicUtils::SwTable> const&) override {}
+
+ private:
+  using Link = OrviaL3Unicast::engine::TableLink<Traits>;
+
+  // The hardware tables that reach this utility are the ones attached beside it.
+  static Window& window(Vek::Ptr<Asic::HwTable> const& hwTable) {
+    return static_cast<Window&>(*hwTable);
+  }
+  [[nodiscard]] Window const* attached() const {
+    auto const* const table = table_->table();
+    return table == nullptr || !table->hwTable() ? nullptr : &window(table->hwTable());
+  }
+
+  Vek::Ptr<Link> table_;
+  Vek::Ptr<AnswerQueue> answers_;
+};
+
+}  // namespace SoftAsic
