@@ -201,8 +201,13 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
   }
   // Taken as it comes: a full table raises the allocator's exception here.
   Asic::Index const base = allocator->newIndexForBlock(blockKey);
+  std::uint32_t version = store_.version();
   for (std::uint32_t i = 0; callHardware && i < size; ++i) {
     util()->hwTableEntryIs(hwTable, Index((base + i).value()), block.entry(i));
+    if (store_.version() == version) [[likely]] continue;
+    // Something came or went within the write: if it was this block, its rows may be another's by now.
+    if (!entryBlockExists(block) || allocator->indexForBlock(blockKey) != base) return;
+    version = store_.version();
   }
   // Without hardware to call, the switch decides; it is not read before that case comes.
   if (!callHardware && !engine::publishEntryHandleProgrammedState<Traits>()) return;

@@ -12,7 +12,11 @@
 // setter in whose notification the record resolved. The record stays where it had been put; remove the
 // key and write again, an identical write does not retry.
 //
-// Programming a record before doInitComplete() aborts.
+// The end of a handle leaves its key's pending reactor in the table; only entryRemove takes it. So a
+// caller that references ever new keys calls entryRemove(key) before it drops a handle.
+//
+// Programming a record before doInitComplete() aborts. A hardware table without rows cannot be
+// initialised: reserving row 0 raises Vek::RangeException.
 #pragma once
 
 #include "Asic/FirstFreeIndexAllocator.h"
