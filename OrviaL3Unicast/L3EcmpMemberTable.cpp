@@ -97,6 +97,7 @@ Vek::Ptr<L3EcmpMemberTable> L3EcmpMemberTable::L3EcmpMemberTableIs() {
 L3EcmpMemberTable::L3EcmpMemberTable() = default;
 
 L3EcmpMemberTable::~L3EcmpMemberTable() {
+  takingApart_ = true;
   indexAllocatorDel();
   unresolvedEntryBlockDelAll();
   // The rest is dropped silently: no hardware calls, and the allocator is gone.
@@ -184,6 +185,7 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
   Vek::Ptr<L3EcmpMemberTable> const alive(this);
   EntryBlock const block = blockOfCaller;
   plumbing::trace<Traits, "handleEntryBlock">();
+  if (!indexAllocator_ && takingApart_) return;  // an observer let a handle go: no hardware any more
   Vek::Ptr<Asic::AnySizedBlockAllocator> const allocator(&requireAllocator());
   void const* const blockKey = static_cast<Asic::EntryBlockBase const*>(&block);
   std::uint16_t const size = block.blockSize().value();
@@ -267,9 +269,11 @@ L3EcmpMemberTable::UnresolvedEntryBlock::Ptr L3EcmpMemberTable::takeUnresolvedEn
 
 void L3EcmpMemberTable::cleanupEntry(EntryBlock const& block) {
   Vek::Ptr<L3EcmpMemberTable> const alive(this);
-  expectRawEntryHandle(block);
+  EntryHandle const* const registered = expectRawEntryHandle(block);
   unresolvedEntryBlockDel(block);
+  if (!stillRegistered(block, registered)) return;
   entryBlockDel(block);
+  if (!stillRegistered(block, registered)) return;
   rawEntryHandleDel(block);
 }
 

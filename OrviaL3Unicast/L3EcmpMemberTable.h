@@ -197,6 +197,7 @@ class ORVIA_L3_EXPORT L3EcmpMemberTable final
   Vek::Chain<UnresolvedEntryBlock, UnresolvedEntryBlock::Hook> waiting_;
   std::size_t entryBlocks_ = 0;
   std::size_t unresolvedEntryBlocks_ = 0;
+  bool takingApart_ = false;
 };
 
 // What a hardware plug-in implements for this table: a row is one member of a block.

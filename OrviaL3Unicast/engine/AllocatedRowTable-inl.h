@@ -171,7 +171,8 @@ Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmI
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> old = made;
   old.swap(writeResponseSm_);
   this->announce(TableAttribute::writeResponseSm);
-  made->hasNotificationActiveIs(true);
+  // Taken out again by an observer: stays off.
+  if (writeResponseSm_ == made) made->hasNotificationActiveIs(true);
   return made;
 }
 
@@ -191,6 +192,7 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
   Key const key = keyOfCaller;
   Vek::Ptr<Asic::FirstFreeIndexAllocator> const allocator = firstFreeIndexAllocator_;
   if (!allocator) [[unlikely]] {
+    if (takingApart_) return;  // an observer let a handle go: what it had goes without hardware
     Vek::SassertHelper("firstFreeIndexAllocator()",
                        plumbing::assertWhere<T>(handleEntrySignature<T>))
         << "expected doInitComplete before an entry is programmed";
@@ -218,6 +220,8 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
     this->util()->hwTableEntryIs(hwTable, row, entry);
   }
   if (!publishEntryHandleProgrammedState<T>()) return;
+  // An answer from within the write may have ended the key, and begun it anew in another row.
+  if (allocator->indexForKey(T::keyType(), &key) != row) return;
   if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
     handle->hwEntryIndexIs(row);
     handle->entryStateIs(Asic::HwTable::success());
@@ -227,14 +231,17 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
 template <class T>
 void AllocatedRowTable<T>::cleanupEntry(Key const& key) {
   Vek::Ptr<Table> const alive(&this->table());
-  this->expectRawEntryHandle(key);
+  EntryHandle const* const registered = this->expectRawEntryHandle(key);
   this->unresolvedEntryDel(key);
+  if (!this->stillRegistered(key, registered)) return;
   this->entryDel(key);
+  if (!this->stillRegistered(key, registered)) return;
   this->rawEntryHandleDel(key);
 }
 
 template <class T>
 void AllocatedRowTable<T>::takeApart() {
+  takingApart_ = true;
   firstFreeIndexAllocatorDel();
   writeResponseSmDel();
   this->unresolvedEntryDelAll();

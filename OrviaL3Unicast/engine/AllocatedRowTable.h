@@ -34,7 +34,8 @@ class AllocatedRowTable : public EntryTable<T> {
   using EntryHandle = engine::EntryHandle<T>;
 
   // Creates the allocator over numEntries() rows, reserves row 0, and creates the write-response
-  // reactor when a hardware table is attached (whether or not it is ready).
+  // reactor when a hardware table is attached (whether or not it is ready). The reactor goes on
+  // watching that hardware table when another is attached later.
   void doInitComplete() override;
   // The registered handle of the key that the row is bound to, or empty.
   [[nodiscard]] Vek::Ptr<Asic::SwTable::EntryHandle> entryHandleOfRow(Asic::Index row) const override;
@@ -114,6 +115,7 @@ class AllocatedRowTable : public EntryTable<T> {
 
   Vek::Ptr<Asic::FirstFreeIndexAllocator> firstFreeIndexAllocator_;
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> writeResponseSm_;
+  bool takingApart_ = false;
 };
 
 }  // namespace OrviaL3Unicast::engine

@@ -54,7 +54,8 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
   void writeResponseHandlerIs(WriteResponseHandler const& handler);
 
   // Removes what the table keeps for the key: the parked record, then the programmed one (with its
-  // hardware row). Runs inside whatever dropped the last reference; the table announces each removal.
+  // hardware row), then, where the table registers handles, the registration, without which it aborts.
+  // Runs inside whatever dropped the last reference; the table announces each removal.
   void cleanup();
 
  private:

@@ -2,8 +2,8 @@
 //
 // A table's collections (records, handles owned and registered, parked records, pending reactors) are
 // columns of one store instead of a hash table each. Each collection has a seed constant of its own;
-// the store probes with that of the column that every key has. A node goes with its last column. Nodes
-// never move, and a walk of any collection follows the order in which the keys came.
+// the store probes with that of the handles. A node goes with its last column. Nodes never move, and a
+// walk of any collection follows the order in which the keys came.
 #pragma once
 
 #include <optional>
@@ -26,6 +26,11 @@ class UnresolvedEntry;
 struct CollectionSeed {
   static constexpr unsigned entryHandle = 1;
   static constexpr unsigned rawEntryHandle = 2;
+  static constexpr unsigned entry = 3;
+  static constexpr unsigned unresolvedEntry = 4;
+  static constexpr unsigned pendingEntrySm = 5;
+  static constexpr unsigned entryBlock = 6;
+  static constexpr unsigned unresolvedEntryBlock = 7;
 };
 
 // The uncounted handle that the tables with auto-removed entries register for each key.

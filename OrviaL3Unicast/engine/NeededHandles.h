@@ -43,7 +43,11 @@ class NeededEntryHandleSm final
 
   static Vek::VekType classType();
   static constexpr char const* typeName() {
-    return nestedName<T, "UnresolvedEntry::NeededEntryHandleSm">.c_str();
+    if constexpr (T::holdsBlocks) {
+      return nestedName<T, "UnresolvedEntryBlock::NeededEntryHandleSm">.c_str();
+    } else {
+      return nestedName<T, "UnresolvedEntry::NeededEntryHandleSm">.c_str();
+    }
   }
 
   [[nodiscard]] Vek::AttributeId attributeId() const { return attributeId_; }
@@ -104,7 +108,7 @@ class NeededHandleTally : public Vek::PtrInterface {
   NeededHandleTally() = default;
   void neededEntryHandleCountIs(Vek::U16 count) { neededEntryHandleCount_ = count; }
   // Whether the resolution step has come. Something that needs no handle is never written by this
-  // mechanism.
+  // mechanism, also when its step is run from outside.
   [[nodiscard]] bool countIsComplete() const {
     return neededEntryHandleCount_ != 0 &&
            entryHandleProgramSuccessCount_ == neededEntryHandleCount_;

@@ -9,7 +9,8 @@ namespace OrviaL3Unicast::engine {
 template <class T>
 Vek::Ptr<EntryHandle<T>> RawHandleRegistry<T>::rawEntryHandle(Key const& key) const {
   Node const* const node = this->store_.find(key);
-  return node != nullptr ? node->value.rawEntryHandle : nullptr;
+  if (node == nullptr || node->value.rawEntryHandle == nullptr) return {};
+  return node->value.rawEntryHandle->isEnding() ? nullptr : node->value.rawEntryHandle;
 }
 
 template <class T>
@@ -40,6 +41,7 @@ void RawHandleRegistry<T>::rawEntryHandleDel(Key const& keyOfCaller) {
 
 template <class T>
 void RawHandleRegistry<T>::rawEntryHandleDelAll() {
+  Vek::Ptr<typename T::Table> const alive(&this->table());
   this->store_.walk([this](Node& node) {
     if (node.value.rawEntryHandle != nullptr) rawEntryHandleDel(node.key);
   });
@@ -56,11 +58,20 @@ inline constexpr auto cleanupSignature = plumbing::signature<T>(
     plumbing::FixedString(""));
 
 template <class T>
-void RawHandleRegistry<T>::expectRawEntryHandle(Key const& key) const {
-  if (rawEntryHandleHas(key)) [[likely]] return;
+EntryHandle<T> const* RawHandleRegistry<T>::expectRawEntryHandle(Key const& key) const {
+  if (Node const* const node = this->store_.find(key);
+      node != nullptr && node->value.rawEntryHandle != nullptr) [[likely]] {
+    return node->value.rawEntryHandle;
+  }
   Vek::SassertHelper("swTable()->rawEntryHandleHas( key() )",
                      plumbing::assertWhere<T>(cleanupSignature<T>))
       << "expected to see rawEntryHandle";
+}
+
+template <class T>
+bool RawHandleRegistry<T>::stillRegistered(Key const& key, EntryHandle const* handle) const {
+  Node const* const node = this->store_.find(key);
+  return node != nullptr && node->value.rawEntryHandle == handle;
 }
 
 }  // namespace OrviaL3Unicast::engine

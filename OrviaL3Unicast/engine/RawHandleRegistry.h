@@ -1,4 +1,5 @@
-// The registry of handles that a table does not own, in the tables that take auto-removed entries.
+// The registry that lets a table find handles without owning them, in the tables that take
+// auto-removed entries.
 //
 // Every live handle of such a table is in it, whether or not the table also owns it: it lets the table
 // find a handle without keeping it alive. A handle is in it from its creation by the write path until
@@ -15,7 +16,8 @@ class RawHandleRegistry : public TableBase<T> {
   using Key = typename T::Key;
   using EntryHandle = engine::EntryHandle<T>;
 
-  // The registered handle as a new counted reference, or empty.
+  // The registered handle as a new counted reference, or empty. A handle whose end has begun counts as
+  // none: it is still registered while its entry is being removed, and observers may ask.
   [[nodiscard]] Vek::Ptr<EntryHandle> rawEntryHandle(Key const& key) const;
   [[nodiscard]] bool rawEntryHandleHas(Key const& key) const;
   // Registers, replacing any other; an empty pointer removes. Announces always.
@@ -30,8 +32,11 @@ class RawHandleRegistry : public TableBase<T> {
   RawHandleRegistry() = default;
   ~RawHandleRegistry() override = default;
 
-  // Aborts when the key of a handle at its end is not registered.
-  void expectRawEntryHandle(Key const& key) const;
+  // Who is registered for the key of a handle at its end; aborts when nobody is.
+  EntryHandle const* expectRawEntryHandle(Key const& key) const;
+  // Whether the registration is still that one. If not, an observer of the removal has written the key
+  // again, and the key belongs to the new handle.
+  [[nodiscard]] bool stillRegistered(Key const& key, EntryHandle const* handle) const;
 };
 
 }  // namespace OrviaL3Unicast::engine

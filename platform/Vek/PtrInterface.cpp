@@ -13,12 +13,6 @@ constinit bool threadSafePointersOn = false;
 
 void threadSafePointersIs(bool on) { detail::threadSafePointersOn = on; }
 
-namespace {
-// The count of an object under destruction: far from zero, so that references which its end takes
-// and drops never reach it.
-constexpr std::uint32_t dyingReferences = 1U << 30;
-}  // namespace
-
 ChainHook<NotifieeConst>& NotifieeList::Hook::of(NotifieeConst& notifiee) { return notifiee.hook_; }
 
 void NotifieeList::visitAll(AttributeId attributeId, void const* key) {

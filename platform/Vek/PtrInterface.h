@@ -3,7 +3,7 @@
 // PtrInterface carries an intrusive reference count and the list of the reactors that watch the
 // object. Vek::Ptr counts; when the last reference goes, handleZeroRef() destroys the object. An
 // object under destruction may still announce and be referred to for a moment: such references
-// never destroy it a second time (they must not outlive it). Objects live on the heap and are held by
+// never destroy it a second time, and whoever keeps one must ask isEnding() first. Objects live on the heap and are held by
 // counted references before they announce: a visit holds one of its own, and letting that go would
 // otherwise be the end of the object.
 //
@@ -83,6 +83,9 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
 
   [[nodiscard]] bool hasNotificationActive() const { return hasNotificationActive_; }
   [[nodiscard]] std::uint32_t references() const { return references_; }
+  // Whether the last reference is gone and the object's end has begun: it can still be read, but a
+  // reference to it would outlive it.
+  [[nodiscard]] bool isEnding() const { return references_ >= dyingReferences / 2; }
 
   // Counting, for Vek::Ptr.
   void newRef() const {
@@ -129,6 +132,10 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
  private:
   friend class NotifieeList;
   friend NotifieeConst;
+
+  // The count of an object under destruction: far from zero, so that references which its end takes and
+  // drops never reach it.
+  static constexpr std::uint32_t dyingReferences = 1U << 30;
 
   void deleteRefWithoutEnd() const;
 

@@ -1,7 +1,8 @@
 // The simulated hardware's answers on their way to the tables.
 //
 // A write only starts something; its answer is delivered at once, or waits here until the agent's
-// loop drains the queue. Answers are delivered in the order of the writes.
+// loop drains the queue. Answers that wait are delivered in the order of the
+// writes; one that is delivered at once does not wait for them.
 //
 // One thread: the loop's. Anything may run inside an answer, further writes included.
 #pragma once

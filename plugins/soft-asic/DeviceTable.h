@@ -33,7 +33,7 @@ struct Counts {
   std::uint64_t writes = 0;
   std::uint64_t deletes = 0;
   std::uint64_t accepted = 0;    // answers
-  std::uint64_t refused = 0;     // answers
+  std::uint64_t refused = 0;     // answers of rows; writes outside the window: noSuchRow
   std::uint64_t overtaken = 0;   // answers to a write that was overwritten or deleted meanwhile
   std::uint64_t unclaimed = 0;   // answers that no handle was there for
   std::uint64_t noSuchRow = 0;   // writes (refused) and deletes (ignored) outside the window

@@ -7,13 +7,11 @@
 // invalid index included, is ignored and counted; a write outside is refused.
 //
 // `Wiring` says how the table is wired to its hardware:
-//   Traits, Window                the table's traits; the hardware table that is attached beside
-//   this static char const* name(); static Asic::Index row(Where const&)                   the row
-//   that a write names static Asic::Index boundRow(Table const&, Key const&)  the row that the key
-//   has now, or invalid static void deliver(Table*, Window&, Where const&, Asic::Index row,
-//   EntryState)
-//                                 hands an answer on; the table is none once it is gone
-// where `Where` is the traits' HwKey by value.
+// - Traits and Window: the table's traits, and the hardware table that is attached beside this;
+// - name(): the utility's name;
+// - row(where): the row that a write names, where being the traits' HwKey by value;
+// - boundRow(table, key): the row that the key has now, or the invalid index;
+// - deliver(table, window, where, row, state): hands an answer on; there is no table once it is gone.
 #pragma once
 
 #include <cstdint>
