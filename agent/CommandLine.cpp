@@ -13,7 +13,7 @@ namespace {
 constexpr char const* kExamples = R"(Examples:
   orvia-l3-agent replay examples/streams/forms.0.fpm
   orvia-l3-agent replay examples/streams/forms.0.fpm --show
-  orvia-l3-agent replay examples/streams/wide-static.0.fpm --refuse-row 3 --refuse-row 7
+  orvia-l3-agent replay examples/streams/wide-static.0.fpm --refuse-row 3 --refuse-row 16385
   orvia-l3-agent replay examples/streams/w1-static.0.fpm --ring trace.ring
   orvia-l3-agent ring trace.ring
 
@@ -29,8 +29,8 @@ Examples:
     orvia-l3-agent replay examples/streams/forms.0.fpm --show
   Look at the table in the middle of a stream:
     orvia-l3-agent replay examples/streams/wide-static.0.fpm --until 40 --show
-  Let the hardware refuse two rows:
-    orvia-l3-agent replay examples/streams/forms.0.fpm --refuse-row 1 2
+  Let the hardware refuse two rows of the next-hop table:
+    orvia-l3-agent replay examples/streams/forms.0.fpm --refuse-row 16384 16385
   Keep every next hop waiting for its interface:
     orvia-l3-agent replay examples/streams/forms.0.fpm --interface-delay never --show
   Write what the table does to standard error:
@@ -74,7 +74,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->type_name("")
       ->required()
       ->check(existingFile());
-  replay->add_flag("--show", options.show, "Print the next-hop table at the end");
+  replay->add_flag("--show", options.show, "Print the next-hop table and the groups at the end");
   replay->add_option("--until", options.until, "Stop reading after this many messages")
       ->type_name("MESSAGES")
       ->check(notNegative());
@@ -109,14 +109,34 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
   replay->add_option("--refuse-row", options.refusedRows, "Rows that the hardware refuses")
       ->type_name("ROW")
       ->check(notNegative());
-  replay->add_option("--rows", options.rows, "Rows of the hardware table")
+  replay->add_option("--rows", options.rows, "Rows of the next-hop table")
       ->type_name("N")
       ->capture_default_str()
       ->check(range(2, kMaxRows));
-  replay->add_option("--first-row", options.firstRow, "First row to use for next hops")
+  replay
+      ->add_option("--ecmp-rows", options.ecmpRows,
+                   "Of these, the rows from 0 up that are for next hops of groups; row 0 stays "
+                   "unused [half]")
+      ->type_name("N")
+      ->check(range(1, kMaxRows));
+  replay
+      ->add_option("--first-row", options.firstRow,
+                   "First row to use for other next hops [the first above those]")
+      ->type_name("N")
+      ->check(notNegative());
+  // The pointer to a block is 16 bits wide.
+  replay->add_option("--member-rows", options.memberRows, "Rows of the member table")
       ->type_name("N")
       ->capture_default_str()
-      ->check(notNegative());
+      ->check(range(1, 1U << 16U));
+  replay->add_option("--group-rows", options.groupRows, "Rows of the group table; row 0 stays unused")
+      ->type_name("N")
+      ->capture_default_str()
+      ->check(range(1, kMaxRows));
+  replay->add_option("--max-width", options.maxWidth, "Most member rows of one group")
+      ->type_name("N")
+      ->capture_default_str()
+      ->check(range(1, 0xFFFF));
   replay
       ->add_option_function<std::string>(
           "--interface-delay",
@@ -140,9 +160,19 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 
   // What is right one by one and wrong together.
   replay->callback([&options] {
-    if (options.firstRow >= options.rows) {
+    if (options.ecmpRows && *options.ecmpRows >= options.rows) {
+      throw CLI::ValidationError(
+          "--ecmp-rows", fmt::format("{} leaves no row for other next hops in a table of {} rows",
+                                     *options.ecmpRows, options.rows));
+    }
+    if (options.firstRow && *options.firstRow >= options.rows) {
       throw CLI::ValidationError("--first-row", fmt::format("{} is not a row of a table of {} rows",
-                                                            options.firstRow, options.rows));
+                                                            *options.firstRow, options.rows));
+    }
+    if (options.firstRow && *options.firstRow < options.firstIngressRow()) {
+      throw CLI::ValidationError(
+          "--first-row", fmt::format("{} is among the {} rows for next hops of groups",
+                                     *options.firstRow, options.firstIngressRow()));
     }
     for (std::uint32_t const row : options.refusedRows) {
       if (row >= options.rows) {

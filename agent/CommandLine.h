@@ -34,8 +34,13 @@ struct ReplayOptions {
   Answer answer = Answer::loop;
   std::vector<std::uint32_t> refusedRows;
 
-  std::uint32_t rows = 32768;
-  std::uint32_t firstRow = 1;
+  std::uint32_t rows = 32768;             // of the next-hop table
+  std::optional<std::uint32_t> ecmpRows;  // of these, for groups; nothing: half
+  std::optional<std::uint32_t> firstRow;  // for other next hops; nothing: the first above those
+  std::uint32_t memberRows = 65536;
+  std::uint32_t groupRows = 16384;
+  std::uint32_t maxWidth = 512;  // rows of a group's block
+  [[nodiscard]] std::uint32_t firstIngressRow() const { return ecmpRows.value_or(rows / 2); }
   // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing
   // means never.
   std::optional<std::uint32_t> interfaceDelay = 2;

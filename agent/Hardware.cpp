@@ -1,40 +1,32 @@
 #include "agent/Hardware.h"
 
-#include "plugins/soft-asic/IngL3NextHop1SoftUtil.h"
-
 namespace OrviaL3Agent {
 
-Hardware::Hardware(std::uint32_t rows, std::vector<std::uint32_t> const& refusedRows,
-                   ReplayOptions::Answer answer)
-    : answers_(new SoftAsic::AnswerQueue(answer == ReplayOptions::Answer::now
-                                             ? SoftAsic::AnswerQueue::Delivery::atOnce
-                                             : SoftAsic::AnswerQueue::Delivery::whenDrained)),
-      nextHops_(new SoftAsic::NextHopHwTable(rows)) {
-  for (std::uint32_t const row : refusedRows) nextHops_->rowRefusesIs(row, true);
+Hardware::Hardware(ReplayOptions const& options)
+    : device_({.nextHops = options.rows,
+               .ecmpNextHops = options.firstIngressRow(),
+               .members = options.memberRows,
+               .groups = options.groupRows},
+              options.answer == ReplayOptions::Answer::now
+                  ? SoftAsic::AnswerQueue::Delivery::atOnce
+                  : SoftAsic::AnswerQueue::Delivery::whenDrained) {
+  for (std::uint32_t const row : options.refusedRows) device_.nextHops().rowRefusesIs(row, true);
 }
 
-void Hardware::attach(OrviaL3Unicast::IngL3NextHop1Table& table) {
-  table.utilIs(new SoftAsic::IngL3NextHop1SoftUtil(table, answers_));
-  table.hwTableIs(nextHops_);
-  table.numEntriesIs(nextHops_->rows());
-  table.hwTableReadyIs(true);
-  // A start like any other: first what the hardware may still hold, then what depends on it.
-  table.syncEntries();
-  table.doInitComplete();
+void Hardware::runSlice() {
+  for (std::size_t left = device_.answers()->waiting(); left > 0; --left) {
+    try {
+      device_.answers()->drain(1);
+    } catch (Asic::NoRowException const&) {
+      noRoom_ = true;
+    }
+  }
 }
-
-void Hardware::runSlice() { answers_->drain(); }
 
 std::uint64_t Hardware::answers() const {
   return counts().accepted + counts().refused + counts().overtaken;
 }
 
-std::uint64_t Hardware::rowsInForce() const {
-  std::uint64_t count = 0;
-  for (std::uint32_t row = 0; row < nextHops_->rows(); ++row) {
-    if (nextHops_->row(row).contents) ++count;
-  }
-  return count;
-}
+std::uint64_t Hardware::rowsInForce() const { return rowsInForce(device_.ingressNextHops()); }
 
 }  // namespace OrviaL3Agent

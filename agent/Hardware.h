@@ -1,24 +1,25 @@
-// The agent's view of the switch hardware: the soft ASIC behind the ingress table.
+// The agent's view of the switch hardware: the soft ASIC behind the four tables.
 //
-//   Hardware hardware(rows, refusedRows, answer);
-//   hardware.attach(*table);
+//   Hardware hardware(options);
+//   hardware.attach(*table);      // each of the four
 //   loop.sourceIs(&hardware);     // delivers the answers that wait, once per turn
 //
 // Everything that a summary says about programmed rows comes from here and not from response
 // handlers: the ingress table shows its key's state on an entry's handle, so a handler may hear
 // "success" before the hardware has answered.
 //
+// An answer may complete something for which a table has no room. That ends that answer only; the
+// others are delivered, and noRoom() says so.
+//
 // Threading: the loop's thread. Ownership: counts the soft ASIC's objects, as the table does.
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <utility>
 
-#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/CommandLine.h"
 #include "agent/EventLoop.h"
-#include "plugins/soft-asic/AnswerQueue.h"
-#include "plugins/soft-asic/NextHopHwTable.h"
+#include "plugins/soft-asic/SoftDevice.h"
 
 namespace OrviaL3Agent {
 
@@ -26,27 +27,48 @@ class Hardware final : public EventLoop::Source {
  public:
   using Counts = SoftAsic::NextHopHwTable::Counts;
 
-  Hardware(std::uint32_t rows, std::vector<std::uint32_t> const& refusedRows,
-           ReplayOptions::Answer answer);
+  explicit Hardware(ReplayOptions const& options);
 
   // Gives the table its hardware and its utility and brings it up: ready for commits afterwards.
-  void attach(OrviaL3Unicast::IngL3NextHop1Table& table);
+  template <class Table>
+  void attach(Table& table) {
+    device_.attach(table);
+    // A start like any other: first what the hardware may still hold, then what depends on it.
+    table.syncEntries();
+    table.doInitComplete();
+  }
 
   void runSlice() override;
-  [[nodiscard]] bool busy() const override { return answers_->waiting() > 0; }
+  [[nodiscard]] bool busy() const override { return device_.answers()->waiting() > 0; }
 
+  // Whether an answer met a full table since the last call.
+  [[nodiscard]] bool takeNoRoom() { return std::exchange(noRoom_, false); }
+
+  [[nodiscard]] SoftAsic::SoftDevice const& device() const { return device_; }
+  // A row of the next-hop table, whichever view's it is.
   [[nodiscard]] SoftAsic::NextHopHwTable::Row const& row(std::uint32_t row) const {
-    return nextHops_->row(row);
+    return device_.nextHops().row(row);
   }
-  [[nodiscard]] Counts const& counts() const { return nextHops_->counts(); }
-  // Answers that were delivered, whatever they said.
+  // Of the ingress view alone.
+  [[nodiscard]] Counts const& counts() const { return device_.ingressNextHops().counts(); }
+  // Answers that were delivered to it, whatever they said.
   [[nodiscard]] std::uint64_t answers() const;
-  // The rows that hold something.
+  // Its rows that hold something.
   [[nodiscard]] std::uint64_t rowsInForce() const;
 
+  // The rows of a window that hold something.
+  template <class Window>
+  [[nodiscard]] static std::uint64_t rowsInForce(Window const& window) {
+    std::uint64_t count = 0;
+    for (std::uint32_t i = 0; i < window.rows(); ++i) {
+      if (window.row(window.firstRow() + i).contents) ++count;
+    }
+    return count;
+  }
+
  private:
-  Vek::Ptr<SoftAsic::AnswerQueue> answers_;
-  Vek::Ptr<SoftAsic::NextHopHwTable> nextHops_;
+  SoftAsic::SoftDevice device_;
+  bool noRoom_ = false;
 };
 
 }  // namespace OrviaL3Agent

@@ -1,40 +1,11 @@
 #include "agent/NextHops.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <utility>
 
+#include "agent/NextHopRecord.h"
+
 namespace OrviaL3Agent {
-namespace {
-
-using Record = NextHops::Table::Entry;
-
-// What a row says about how its neighbour is reached.
-constexpr std::uint8_t kForwardConnected = 0;
-constexpr std::uint8_t kForwardIpv4 = 1;
-constexpr std::uint8_t kForwardIpv6 = 2;
-// Of the four valid bits, the one for the destination.
-constexpr std::uint8_t kDestinationValid = 1;
-
-std::uint8_t forwardingType(Fpm::NextHop const& nextHop) {
-  if (!nextHop.gateway) return kForwardConnected;
-  return nextHop.gateway->family == AF_INET6 ? kForwardIpv6 : kForwardIpv4;
-}
-
-Record recordOf(Fpm::NextHop const& nextHop, std::uint16_t destination,
-                StandInTable::Handle const& interface, StandInTable::Handle const& mtuProfile) {
-  Record record;
-  record.destinationIs(destination);
-  record.forwardingTypeIs(forwardingType(nextHop));
-  record.l2McL3McL2OifSysDstValidIs(kDestinationValid);
-  record.l3Oif1HandleIs(interface);
-  record.mtuProfilePtrHandleIs(mtuProfile);
-  return record;
-}
-
-}  // namespace
-
 NextHops::NextHops(Vek::Ptr<Table> table, StandInTable& interfaces, StandInTable& mtuProfiles,
                    std::shared_ptr<RowPool> rows)
     : table_(std::move(table)),
@@ -74,7 +45,8 @@ NextHops::Obstacle NextHops::place(NextHop& nextHop) {
   if (!nextHop.key) nextHop.key = RowKey::RowKeyIs(rows_);
   if (!nextHop.key) return Obstacle::row;
 
-  Record const record = recordOf(nextHop.contents, *adjacency, interface, mtuProfile);
+  Table::Entry const record =
+      nextHopRecord<Table::Entry>(nextHop.contents, *adjacency, interface, mtuProfile);
   nextHop.handle = commitTime_.measure([&] { return table_->entryCommit(nextHop.key, record); });
   if (parked(nextHop)) {
     // The row goes on naming the neighbour before, so that one keeps its number as well.

@@ -83,6 +83,9 @@ class NextHops {
   [[nodiscard]] std::map<std::uint32_t, NextHop> const& nextHops() const { return byId_; }
   [[nodiscard]] bool parked(NextHop const& nextHop) const;
 
+  // The neighbours' numbers, for the next hops of groups to share.
+  [[nodiscard]] Adjacencies& adjacencies() { return adjacencies_; }
+
   [[nodiscard]] Counts const& counts() const { return counts_; }
   [[nodiscard]] OperationTime const& commitTime() const { return commitTime_; }
   [[nodiscard]] OperationTime const& removeTime() const { return removeTime_; }

@@ -1,7 +1,7 @@
 // The next-hop ids that are announced and need no row of their own: groups and blackholes.
 //
 // They are kept so that a withdrawal, which carries nothing but an id, can be told from one for an
-// id that was never announced. A group's members are not kept: groups are not handled yet.
+// id that was never announced. What a group consists of is kept elsewhere (Groups.h).
 //
 // Threading: one thread. Ownership: plain values.
 #pragma once
@@ -32,6 +32,11 @@ class OtherIds {
     return kind;
   }
 
+  // What the id is, or nothing.
+  [[nodiscard]] std::optional<Kind> kind(std::uint32_t id) const {
+    auto const found = ids_.find(id);
+    return found == ids_.end() ? std::nullopt : std::optional(found->second);
+  }
   // How many are announced now.
   [[nodiscard]] std::size_t live(Kind kind) const {
     auto const found = live_.find(kind);

@@ -30,23 +30,31 @@ struct Replay::Dispatch {
   // An id has one kind at a time; announcing it as another kind ends what it was.
   void operator()(Fpm::NextHop const& nextHop) const {
     ++replay.counts_.nextHops;
+    replay.groups_.groupDel(nextHop.id);
     replay.otherIds_.idDel(nextHop.id);
     replay.nextHops_.nextHopIs(nextHop);
+    replay.groups_.memberIs(nextHop.id);
   }
   void operator()(Fpm::NextHopGroup const& group) const {
     ++replay.counts_.groups;
     replay.nextHops_.nextHopDel(group.id);
     replay.otherIds_.idIs(group.id, OtherIds::Kind::group);
+    replay.groups_.memberDel(group.id);
+    replay.groups_.groupIs(group);
   }
   void operator()(Fpm::BlackholeNextHop const& blackhole) const {
     ++replay.counts_.blackholes;
     replay.nextHops_.nextHopDel(blackhole.id);
+    replay.groups_.groupDel(blackhole.id);
     replay.otherIds_.idIs(blackhole.id, OtherIds::Kind::blackhole);
+    replay.groups_.memberIs(blackhole.id);
   }
   void operator()(Fpm::NextHopWithdrawal const& withdrawal) const {
     if (replay.nextHops_.nextHopDel(withdrawal.id)) {
       ++replay.counts_.nextHopWithdrawals;
+      replay.groups_.memberDel(withdrawal.id);
     } else if (auto const kind = replay.otherIds_.idDel(withdrawal.id)) {
+      replay.groups_.groupDel(withdrawal.id);
       ++(*kind == OtherIds::Kind::group ? replay.counts_.groupWithdrawals
                                         : replay.counts_.blackholeWithdrawals);
     } else {
@@ -70,14 +78,23 @@ Replay::Replay(ReplayOptions const& options)
     : options_(options),
       interfaces_(loop_, options.interfaceDelay),
       mtuProfiles_(loop_, options.mtuDelay),
-      hardware_(options.rows, options.refusedRows, options.answer),
+      hardware_(options),
       table_(NextHops::Table::IngL3NextHop1TableIs()),
       nextHops_(table_, interfaces_, mtuProfiles_,
-                std::make_shared<RowPool>(options.firstRow, options.rows - 1)),
+                std::make_shared<RowPool>(options.firstRow.value_or(options.firstIngressRow()),
+                                          options.rows - 1)),
+      ecmpTable_(EcmpNextHops::Table::EcmpIngL3NextHop1TableIs()),
+      memberTable_(Groups::MemberTable::L3EcmpMemberTableIs()),
+      groupTable_(Groups::Table::L3EcmpGroupTableIs()),
+      ecmpNextHops_(ecmpTable_, interfaces_, mtuProfiles_, nextHops_.adjacencies()),
+      groups_(groupTable_, memberTable_, ecmpNextHops_, nextHops_, otherIds_, options.maxWidth),
       input_(
           options.file, options.slice, options.until, counts_,
           [this](Fpm::Message const& message) { std::visit(Dispatch{*this}, message.content); }) {
   hardware_.attach(*table_);
+  hardware_.attach(*ecmpTable_);
+  hardware_.attach(*memberTable_);
+  hardware_.attach(*groupTable_);
   // Input before hardware: what a turn's messages write is answered in the same turn.
   loop_.sourceIs(&input_);
   loop_.sourceIs(&hardware_);
@@ -85,8 +102,22 @@ Replay::Replay(ReplayOptions const& options)
 
 Replay::~Replay() = default;
 
+bool Replay::turn() {
+  bool noRoom = false;
+  try {
+    loop_.turn();
+  } catch (Asic::NoRowException const&) {
+    // An interface was programmed, and what had waited for it found no row. What the turn had not
+    // come to is done in the next one.
+    noRoom = true;
+  }
+  noRoom |= hardware_.takeNoRoom();
+  if (noRoom) groups_.noRoom();
+  return loop_.busy();
+}
+
 void Replay::run(Progress& progress) {
-  while (loop_.turn()) {
+  while (turn()) {
     progress.show([this] { return progressText(); });
   }
   progress.showLast([this] { return progressText(); });
@@ -137,6 +168,7 @@ Report Replay::report() const {
   report.stream = counts_;
   report.nextHops = nextHops_.counts();
   for (auto const& [id, nextHop] : nextHops_.nextHops()) report.live.push_back(shown(nextHop));
+  report.groups = groupReport(groups_, ecmpNextHops_, *groupTable_, *memberTable_, hardware_);
   report.liveGroups = otherIds_.live(OtherIds::Kind::group);
   report.liveBlackholes = otherIds_.live(OtherIds::Kind::blackhole);
   report.interfaces = interfaces_.size();
@@ -158,7 +190,10 @@ int replayCommand(ReplayOptions const& options) {
     replay.run(progress);
   }
   Report const report = replay.report();
-  if (options.show) fmt::print("{}\n", tableText(report));
+  if (options.show) {
+    fmt::print("{}\n", tableText(report));
+    if (!report.groups.live.empty()) fmt::print("{}\n", showText(report.groups));
+  }
   fmt::print("{}", text(report));
   if (!replay.error()) return kExitOk;
   std::fflush(stdout);

@@ -1,4 +1,4 @@
-// One run of a recorded stream through the table.
+// One run of a recorded stream through the tables.
 //
 //   Replay replay(options);      // throws std::system_error when the file cannot be opened
 //   replay.run(progress);
@@ -8,7 +8,7 @@
 // programmed that will be, and the hardware has answered everything. After a fault the table holds
 // what the stream said before it.
 //
-// Threading: one thread. Ownership: owns everything that takes part; the table ends before the
+// Threading: one thread. Ownership: owns everything that takes part; the tables end before the
 // hardware and the stand-in tables that its records refer to.
 #pragma once
 
@@ -18,7 +18,9 @@
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/CommandLine.h"
+#include "agent/EcmpNextHops.h"
 #include "agent/EventLoop.h"
+#include "agent/Groups.h"
 #include "agent/Hardware.h"
 #include "agent/NextHops.h"
 #include "agent/OtherIds.h"
@@ -40,7 +42,7 @@ class Replay {
   // Throws std::system_error when the file cannot be read to its end.
   void run(Progress& progress);
   // One turn of the loop, for a closer look. Returns whether anything is left to do.
-  bool turn() { return loop_.turn(); }
+  bool turn();
 
   // The fault at which the stream ended, if it did.
   [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return input_.error(); }
@@ -49,6 +51,10 @@ class Replay {
   [[nodiscard]] NextHops const& nextHops() const { return nextHops_; }
   [[nodiscard]] NextHops::Table const& table() const { return *table_; }
   [[nodiscard]] Hardware const& hardware() const { return hardware_; }
+  [[nodiscard]] Groups const& groups() const { return groups_; }
+  [[nodiscard]] EcmpNextHops::Table const& ecmpTable() const { return *ecmpTable_; }
+  [[nodiscard]] Groups::MemberTable const& memberTable() const { return *memberTable_; }
+  [[nodiscard]] Groups::Table const& groupTable() const { return *groupTable_; }
 
  private:
   struct Dispatch;
@@ -64,6 +70,11 @@ class Replay {
   Vek::Ptr<NextHops::Table> table_;
   NextHops nextHops_;
   OtherIds otherIds_;
+  Vek::Ptr<EcmpNextHops::Table> ecmpTable_;
+  Vek::Ptr<Groups::MemberTable> memberTable_;
+  Vek::Ptr<Groups::Table> groupTable_;
+  EcmpNextHops ecmpNextHops_;
+  Groups groups_;
   StreamCounts counts_;
   StreamInput input_;
 };

@@ -174,7 +174,7 @@ std::string text(Report const& report) {
        report.live.size(), report.liveIn(State::programmed), report.liveIn(State::parked),
        report.liveIn(State::refused), report.liveIn(State::unanswered),
        report.liveIn(State::notPlaced));
-  line("  on the way  at most {} live, {} parked; {} of {} had to wait", report.nextHops.peak,
+  line("  on the way  at most {} live, {} parked; {} of {} commits had to wait", report.nextHops.peak,
        report.nextHops.peakParked, report.nextHops.waited, report.commit.count());
   line("Hardware      {}, {}, {} in force", counted(report.hardware.writes, "write"),
        counted(report.hardware.deletes, "delete"), counted(report.rowsInForce, "row"));
@@ -184,9 +184,9 @@ std::string text(Report const& report) {
   line("Interfaces    {} in use, at most {}", report.interfaces, report.interfacesPeak);
   line("Time          commit {}; remove {}", timeText(report.commit), timeText(report.remove));
   line("");
+  out += summaryText(report.groups);
+  line("");
   line("Not handled yet");
-  line("  groups      {} announced, {} withdrawn, {} live", stream.groups, stream.groupWithdrawals,
-       report.liveGroups);
   line(
       "  routes      {} announced, {} withdrawn; {} by next-hop id, {} with paths of their own, {} "
       "that drop",
@@ -201,6 +201,7 @@ std::string text(Report const& report) {
   out += listText(report, State::parked, "Parked");
   out += listText(report, State::refused, "Refused by the hardware");
   out += listText(report, State::notPlaced, "Not placed");
+  out += listText(report.groups);
   return out;
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/GroupReport.h"
 #include "agent/Hardware.h"
 #include "agent/NextHops.h"
 #include "agent/OperationTime.h"
@@ -52,6 +53,7 @@ struct Report {
   // The next hops that are announced at the end, by ascending id, and the same by state.
   std::vector<ShownNextHop> live;
   [[nodiscard]] std::size_t liveIn(ShownNextHop::State state) const;
+  GroupReport groups;
   std::size_t liveGroups = 0;
   std::size_t liveBlackholes = 0;
   std::size_t interfaces = 0;      // in use at the end
@@ -67,7 +69,7 @@ struct Report {
 
 // The summary.
 [[nodiscard]] std::string text(Report const& report);
-// The table of `--show`.
+// The next-hop table of `--show`.
 [[nodiscard]] std::string tableText(Report const& report);
 // "10.0.1.2", "fe80::1 onlink" or "-" when directly connected.
 [[nodiscard]] std::string gatewayText(Fpm::NextHop const& nextHop);

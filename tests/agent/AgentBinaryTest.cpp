@@ -75,7 +75,7 @@ TEST(AgentBinary, ReplaysEveryRecordedStream) {
 }
 
 TEST(AgentBinary, PrintsTheTableBeforeTheSummary) {
-  Ended const ended = agent("replay " + stream("forms.0.fpm") + " --show");
+  Ended const ended = agent("replay " + stream("forms.0.fpm") + " --show --ecmp-rows 1");
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_TRUE(ended.output.starts_with("id  row  family  gateway "));
   EXPECT_TRUE(contains(ended.output, "\n21  9    IPv4    10.0.2.2   3          programmed  "));
@@ -89,8 +89,16 @@ TEST(AgentBinary, ShowsAParkedTable) {
   EXPECT_TRUE(contains(ended.output, "Hardware      0 writes, 0 deletes, 0 rows in force\n"));
 }
 
+TEST(AgentBinary, ShowsGroupsBehindTheTable) {
+  Ended const ended = agent("replay " + stream("flap-static-reconn.0.fpm") + " --show");
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_TRUE(contains(ended.output,
+                       "\n\ngroup 146, row 3: programmed; 2 paths from member row 2\n"
+                       "  member row 2 -> next-hop row 2 (10.0.1.2) -> interface 2, l3Oif1 1\n"));
+}
+
 TEST(AgentBinary, ListsRefusedRows) {
-  Ended const ended = agent("replay " + stream("forms.0.fpm") + " --refuse-row 2 9 --answer now");
+  Ended const ended = agent("replay " + stream("forms.0.fpm") + " --ecmp-rows 1 --refuse-row 2 9 --answer now");
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_TRUE(contains(ended.output,
                        "Refused by the hardware\n"

@@ -54,7 +54,12 @@ TEST(CommandLine, TakesAFileAndLeavesTheRestAtItsDefaults) {
   EXPECT_EQ(options.answer, ReplayOptions::Answer::loop);
   EXPECT_TRUE(options.refusedRows.empty());
   EXPECT_EQ(options.rows, 32768U);
-  EXPECT_EQ(options.firstRow, 1U);
+  EXPECT_FALSE(options.firstRow);
+  EXPECT_FALSE(options.ecmpRows);
+  EXPECT_EQ(options.firstIngressRow(), 16384U);
+  EXPECT_EQ(options.memberRows, 65536U);
+  EXPECT_EQ(options.groupRows, 16384U);
+  EXPECT_EQ(options.maxWidth, 512U);
   EXPECT_EQ(options.interfaceDelay, 2U);
   EXPECT_EQ(options.mtuDelay, 1U);
   EXPECT_EQ(options.slice, 16U);
@@ -77,8 +82,16 @@ TEST(CommandLine, TakesEveryOption) {
                                         "5",
                                         "--rows",
                                         "100",
+                                        "--ecmp-rows",
+                                        "7",
                                         "--first-row",
-                                        "2",
+                                        "8",
+                                        "--member-rows",
+                                        "65536",
+                                        "--group-rows",
+                                        "9",
+                                        "--max-width",
+                                        "64",
                                         "--interface-delay",
                                         "9",
                                         "--mtu-delay",
@@ -93,7 +106,12 @@ TEST(CommandLine, TakesEveryOption) {
   EXPECT_EQ(options.answer, ReplayOptions::Answer::now);
   EXPECT_EQ(options.refusedRows, (std::vector<std::uint32_t>{3, 4, 5}));
   EXPECT_EQ(options.rows, 100U);
-  EXPECT_EQ(options.firstRow, 2U);
+  EXPECT_EQ(options.ecmpRows, 7U);
+  EXPECT_EQ(options.firstIngressRow(), 7U);
+  EXPECT_EQ(options.firstRow, 8U);
+  EXPECT_EQ(options.memberRows, 65536U);
+  EXPECT_EQ(options.groupRows, 9U);
+  EXPECT_EQ(options.maxWidth, 64U);
   EXPECT_EQ(options.interfaceDelay, 9U);
   EXPECT_EQ(options.mtuDelay, 0U);
   EXPECT_EQ(options.slice, 1U);
@@ -160,6 +178,12 @@ TEST(CommandLine, ComplainsAboutValuesThatCannotBe) {
   EXPECT_EQ(replayComplaint({"--first-row", "-1"}), "--first-row: -1 is negative");
   EXPECT_EQ(replayComplaint({"--rows", "10", "--first-row", "10"}),
             "--first-row: 10 is not a row of a table of 10 rows");
+  EXPECT_EQ(replayComplaint({"--rows", "10", "--first-row", "4"}),
+            "--first-row: 4 is among the 5 rows for next hops of groups");
+  EXPECT_EQ(replayComplaint({"--rows", "10", "--ecmp-rows", "10"}),
+            "--ecmp-rows: 10 leaves no row for other next hops in a table of 10 rows");
+  EXPECT_EQ(replayComplaint({"--member-rows", "65537"}),
+            "--member-rows: Value 65537 not in range 1 to 65536");
   EXPECT_EQ(replayComplaint({"--rows", "10", "--refuse-row", "10"}),
             "--refuse-row: 10 is not a row of a table of 10 rows");
   EXPECT_EQ(replayComplaint({"--interface-delay", "-1"}),

@@ -174,6 +174,7 @@ TEST_P(RecordedStreams, LeaveNothingBehindWhenTheRestIsWithdrawn) {
   Report const before = replayRecorded();
   Bytes withdrawals;
   for (ShownNextHop const& nextHop : before.live) withdrawals += withdraw(nextHop.contents.id);
+  for (ShownGroup const& group : before.groups.live) withdrawals += withdraw(group.id);
   end();
   Report const report = replayRecorded(withdrawals);
   EXPECT_EQ(report.nextHops.withdrawn, report.nextHops.announced);

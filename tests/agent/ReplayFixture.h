@@ -38,6 +38,9 @@ class TemporaryFile {
 
 class ReplayFixture : public ::testing::Test {
  protected:
+  // Rows from 1 up are for next hops that are not of groups: short numbers.
+  ReplayFixture() { options.ecmpRows = 1; }
+
   // The replay of a made-up stream, before its first turn.
   Replay& start(Bytes const& stream) {
     file_ = std::make_unique<TemporaryFile>(stream);
@@ -57,6 +60,9 @@ class ReplayFixture : public ::testing::Test {
   }
   Replay& replay() { return *replay_; }
   void end() { replay_.reset(); }
+
+  // Runs the last stream once more with `more` and every next hop's withdrawal behind it.
+  void expectNothingLeftAfter(Bytes const& more);
 
   // The one live next hop of that id.
   static ShownNextHop const& shown(Report const& report, std::uint32_t id) {
@@ -94,8 +100,31 @@ inline void expectNothingLeft(Replay const& replay) {
   EXPECT_EQ(report.rowsInForce, 0U);
   EXPECT_EQ(report.interfaces, 0U);
   EXPECT_TRUE(report.live.empty());
+  EXPECT_TRUE(report.groups.live.empty());
+  EXPECT_EQ(replay.groupTable().entrys(), 0U);
+  EXPECT_EQ(replay.groupTable().entryHandles(), 0U);
+  EXPECT_EQ(replay.groupTable().unresolvedEntrys(), 0U);
+  EXPECT_EQ(replay.memberTable().entryBlocks(), 0U);
+  EXPECT_EQ(replay.memberTable().unresolvedEntryBlocks(), 0U);
+  EXPECT_EQ(replay.ecmpTable().entrys(), 0U);
+  EXPECT_EQ(replay.ecmpTable().unresolvedEntrys(), 0U);
+  for (TableUse const* use : {&report.groups.nextHopTable, &report.groups.memberTable,
+                              &report.groups.groupTable}) {
+    EXPECT_EQ(use->inUse, 0U);
+    EXPECT_EQ(use->rowsInForce, 0U);
+  }
   EXPECT_EQ(Vek::vekLiveObjects("OrviaL3Agent::RowKey"), 0U);
   EXPECT_EQ(Vek::vekLiveObjects("OrviaL3Agent::StandInTable::Entry"), 0U);
+}
+
+inline void ReplayFixture::expectNothingLeftAfter(Bytes const& more) {
+  Bytes stream = contentOf(options.file) + more;
+  for (ShownNextHop const& nextHop : replay().report().live) {
+    stream += withdraw(nextHop.contents.id);
+  }
+  end();
+  run(stream);
+  expectNothingLeft(replay());
 }
 
 }  // namespace OrviaL3Agent::Testing

@@ -40,7 +40,7 @@ class ReportTest : public ReplayFixture {
 
 TEST_F(ReportTest, SummaryIsReadable) {
   EXPECT_EQ(text(someReport()),
-            R"(Replayed stream.fpm: 596 bytes, 12 frames, 12 messages, 3 turns of the event loop
+            R"(Replayed stream.fpm: 596 bytes, 12 frames, 12 messages, 4 turns of the event loop
 
 Next hops     6 announced, 1 announced again unchanged, 0 changed, 1 withdrawn
   at the end  5 live: 3 programmed, 0 parked, 1 refused, 0 unanswered, 1 not placed
@@ -50,8 +50,16 @@ Hardware      4 writes, 0 deletes, 3 rows in force
 Interfaces    4 in use, at most 4
 Time          commit 5 x, mean 300 ns, max 501 ns; remove none
 
+Groups        1 announced, 0 announced again unchanged, 0 changed, 0 withdrawn
+  at the end  1 live: 0 programmed, 0 waiting for members, 0 parked, 0 refused, 0 unanswered, 1 not placed, 0 with members that drop
+  on the way  at most 1 live; 0 came before their members, 0 changed their block, 1 times not placed
+  blocks      0 in force, 0 waiting; 0 member rows; 0 next hops
+Tables of groups
+  next hops   0 writes, 1 deletes (1 of what had no row), 0 rows in force; 0 accepted, 0 refused, 0 overtaken; 0 rows in use, 0 free, longest run 0
+  members     0 writes, 0 deletes (0 of what had no row), 0 rows in force; 0 accepted, 0 refused, 0 overtaken; 0 rows in use, 65536 free, longest run 65536
+  groups      0 writes, 0 deletes (0 of what had no row), 0 rows in force; 0 accepted, 0 refused, 0 overtaken; 0 rows in use, 16383 free, longest run 16383
+
 Not handled yet
-  groups      1 announced, 0 withdrawn, 1 live
   routes      1 announced, 0 withdrawn; 1 by next-hop id, 0 with paths of their own, 0 that drop
 Need no row
   blackholes  1 announced, 0 withdrawn, 1 live
@@ -61,6 +69,8 @@ Refused by the hardware
   id 2, row 2, 10.0.2.2 on interface 3: refused
 Not placed
   id 8, connected on interface 7: no free row
+Groups that are not programmed
+  group 20: no room in the ECMP next-hop table: 1 needed, 0 of 1 rows free, longest run 0
 )");
 }
 

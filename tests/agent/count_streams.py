@@ -2,11 +2,12 @@
 
     python3 tests/agent/count_streams.py examples/streams/*.fpm
 
-prints the rows of the table in RecordedStreamsTest.cpp. It reads the bytes by itself and models a replay with default
+prints the rows of the tables in RecordedStreamsTest.cpp and RecordedGroupsTest.cpp. It reads the bytes by itself and models a replay with default
 options in a few lines: 16 messages a turn, an MTU profile programmed one turn and an interface two turns after its first
 use, writes answered at the end of their turn.
 """
 
+import math
 import os
 import struct
 import sys
@@ -132,7 +133,80 @@ class Model:
             self.mtu_due = None
 
 
+class GroupModel:
+    """What groups become when nothing waits: interfaces are ready, writes are answered at once."""
+
+    def __init__(self, messages):
+        self.singles, self.groups, self.chains = {}, {}, {}
+        self.blocks, self.hops = {}, {}
+        self.count = dict.fromkeys("waited hop_writes hop_dels member_writes member_dels group_writes group_dels"
+                                   .split(), 0)
+        for number, body in messages:
+            if number in (NEWNEXTHOP, DELNEXTHOP):
+                self.message(number, body, attributes(body[8:]))
+
+    def message(self, number, body, found):
+        ident = struct.unpack("<I", found[NHA_ID])[0]
+        if number == DELNEXTHOP:
+            self.singles.pop(ident, None)
+            if self.groups.pop(ident, None) is not None:
+                self.leave(ident)
+        elif NHA_GROUP in found:
+            group = found[NHA_GROUP]
+            members = [struct.unpack_from("<IB", group, at) for at in range(0, len(group), 8)]
+            assert ident not in self.groups
+            self.groups[ident] = members
+            self.count["waited"] += not self.enter(ident)
+        elif NHA_BLACKHOLE not in found:
+            self.singles[ident] = (body[0], found[NHA_OIF], found.get(NHA_GATEWAY), body[4] & 4)
+            for group, members in self.groups.items():
+                if group not in self.chains and ident in [member for member, _ in members]:
+                    self.enter(group)
+
+    def enter(self, ident):
+        members = self.groups[ident]
+        if any(member not in self.singles for member, _ in members):
+            return False
+        divisor = math.gcd(*[weight + 1 for _, weight in members])
+        block = tuple(sorted(path for member, weight in members
+                             for path in [repr(self.singles[member])] * ((weight + 1) // divisor)))
+        assert len(block) <= 512
+        self.chains[ident] = block
+        if not self.blocks.setdefault(block, 0):
+            self.count["member_writes"] += len(block)
+            for hop in set(block):
+                self.count["hop_writes"] += not self.hops.setdefault(hop, 0)
+                self.hops[hop] += 1
+        self.blocks[block] += 1
+        self.count["group_writes"] += 1
+        return True
+
+    def leave(self, ident):
+        block = self.chains.pop(ident, None)
+        if block is None:
+            return
+        self.count["group_dels"] += 1
+        self.blocks[block] -= 1
+        if self.blocks[block]:
+            return
+        del self.blocks[block]
+        self.count["member_dels"] += len(block)
+        for hop in set(block):
+            self.hops[hop] -= 1
+            if not self.hops[hop]:
+                del self.hops[hop]
+                self.count["hop_dels"] += 1
+
+    def row(self, name):
+        count = self.count
+        return (f'    {{"{name}", {count["waited"]}, {{{len(self.groups)}, {len(self.chains)}, {len(self.blocks)}, '
+                f'{sum(map(len, self.blocks))}, {len(self.hops)}}}, '
+                f'{{{count["hop_writes"]}, {count["hop_dels"]}}}, {{{count["member_writes"]}, '
+                f'{count["member_dels"]}}}, {{{count["group_writes"]}, {count["group_dels"]}}}}},')
+
+
 def main():
+    groups = []
     for path in sys.argv[1:]:
         with open(path, "rb") as file:
             data = file.read()
@@ -145,6 +219,9 @@ def main():
               group("announced", "repeated", "waited") + ",",
               f"{{{len(model.live)}, {model.peak}, {model.peak_parked}, {model.peak_interfaces}}},",
               group("writes", "deletes", "overtaken") + "},")
+        groups.append(GroupModel(messages).row(os.path.basename(path)))
+    print()
+    print("\n".join(groups))
 
 
 if __name__ == "__main__":
