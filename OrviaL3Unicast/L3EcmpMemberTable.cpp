@@ -197,6 +197,8 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
     Asic::Index const base = allocator->indexForBlock(blockKey);
     for (std::uint32_t i = 0; callHardware && i < size; ++i) {
       util()->hwTableEntryDel(hwTable, Index((base + i).value()));
+      // Committed again from within the deletion: the block has the rows again.
+      if (entryBlockExists(block)) return;
     }
     allocator->releaseIndexForBlock(blockKey);
     return;

@@ -42,7 +42,7 @@ NextHops::Obstacle NextHops::place(NextHop& nextHop) {
   if (!mtuProfile) return Obstacle::mtuSlot;
   Adjacencies::Use const adjacency = adjacencies_.use(nextHop.contents);
   if (!adjacency) return Obstacle::adjacency;
-  if (!nextHop.key) nextHop.key = RowKey::RowKeyIs(rows_);
+  if (!nextHop.key) nextHop.key = RowKey::rowKeyIs(rows_);
   if (!nextHop.key) return Obstacle::row;
 
   Table::Entry const record =

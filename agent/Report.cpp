@@ -166,6 +166,14 @@ std::string text(Report const& report) {
        counted(report.fileSize, "byte"), counted(stream.frames, "frame"),
        counted(stream.messages, "message"), counted(report.turns, "turn"));
   if (report.error) line("Stopped at a fault of the stream: {}", *report.error);
+  line("Messages      {}, {}, {}, {} of ids; {}, {}; {} skipped",
+       counted(stream.nextHops, "next hop"), counted(stream.groups, "group"),
+       counted(stream.blackholes, "blackhole"),
+       counted(stream.nextHopWithdrawals + stream.groupWithdrawals + stream.blackholeWithdrawals +
+                   stream.unknownWithdrawals,
+               "withdrawal"),
+       counted(stream.routes(), "route"), counted(stream.routeWithdrawals, "route withdrawal"),
+       stream.skippedMessages);
   line("");
   line("Next hops     {} announced, {} announced again unchanged, {} changed, {} withdrawn",
        report.nextHops.announced, report.nextHops.repeated, report.nextHops.changed,
@@ -174,8 +182,9 @@ std::string text(Report const& report) {
        report.live.size(), report.liveIn(State::programmed), report.liveIn(State::parked),
        report.liveIn(State::refused), report.liveIn(State::unanswered),
        report.liveIn(State::notPlaced));
-  line("  on the way  at most {} live, {} parked; {} of {} commits had to wait", report.nextHops.peak,
-       report.nextHops.peakParked, report.nextHops.waited, report.commit.count());
+  line("  on the way  at most {} live, {} parked; {} of {} had to wait", report.nextHops.peak,
+       report.nextHops.peakParked, report.nextHops.waited,
+       counted(report.commit.count(), "commit"));
   line("Hardware      {}, {}, {} in force", counted(report.hardware.writes, "write"),
        counted(report.hardware.deletes, "delete"), counted(report.rowsInForce, "row"));
   line("  answers     {}: {} accepted, {} refused, {} overtaken by a later write or delete",

@@ -24,7 +24,7 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
   static constexpr char const* typeName() { return "OrviaL3Agent::RowKey"; }
 
   // A key for the lowest free row; empty when all rows are taken.
-  static Vek::Ptr<RowKey> RowKeyIs(std::shared_ptr<RowPool> const& rows) {
+  static Vek::Ptr<RowKey> rowKeyIs(std::shared_ptr<RowPool> const& rows) {
     std::optional<std::uint32_t> const row = rows->take();
     if (!row) return {};
     Vek::Ptr<RowKey> key(new RowKey(rows, *row));

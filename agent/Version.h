@@ -1,8 +1,8 @@
-// The version that the agent reports; the same as the project's.
+// The version that the agent reports: the project's, from the build.
 #pragma once
 
 namespace OrviaL3Agent {
 
-inline constexpr char const* kVersion = "0.1.0";
+inline constexpr char const* kVersion = ORVIA_VERSION;
 
 }  // namespace OrviaL3Agent

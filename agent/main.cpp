@@ -11,11 +11,15 @@
 
 namespace {
 
-using namespace OrviaL3Agent;
+using OrviaL3Agent::Leave;
+using OrviaL3Agent::ReplayOptions;
+using OrviaL3Agent::RingOptions;
 
 struct Run {
-  int operator()(ReplayOptions const& options) const { return replayCommand(options); }
-  int operator()(RingOptions const& options) const { return printRing(options); }
+  int operator()(ReplayOptions const& options) const {
+    return OrviaL3Agent::replayCommand(options);
+  }
+  int operator()(RingOptions const& options) const { return OrviaL3Agent::printRing(options); }
   int operator()(Leave const& leave) const {
     fmt::print("{}", leave.output);
     fmt::print(stderr, "{}", leave.error);
@@ -27,11 +31,11 @@ struct Run {
 
 int main(int argc, char** argv) {
   try {
-    return std::visit(Run{}, parseCommandLine(argc, argv));
+    return std::visit(Run{}, OrviaL3Agent::parseCommandLine(argc, argv));
   } catch (std::exception const& error) {
     // A file that cannot be opened, read or made: the message names it.
     std::fflush(stdout);
     fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
-    return kExitStreamError;
+    return OrviaL3Agent::kExitStreamError;
   }
 }

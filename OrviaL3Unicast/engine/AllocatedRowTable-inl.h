@@ -204,15 +204,18 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
       Vek::Ptr<Asic::HwTable> const hwTable = this->hwTable();
       this->util()->hwTableEntryDel(hwTable, row);
     }
+    // Written again from within the deletion: the key has the row again.
+    if (this->entryExists(key)) return;
     // Only now may another key get the row.
     allocator->releaseIndexForKey(T::keyType(), &key);
     return;
   }
   if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
     handle->entryStateIs(Asic::HwTable::notAnswered);
-    // Whoever watched that change may have removed the record, and its row with it.
-    if (!this->entryExists(key)) return;
   }
+  // Whoever watched that change may have removed the record, and its row with it; the handle's own end
+  // too may have come just now.
+  if (!this->entryExists(key)) return;
   Asic::Index const row = allocator->newIndexForKey(T::keyType(), &key);
   if (this->mayCallHardware()) {
     Vek::Ptr<Asic::HwTable> const hwTable = this->hwTable();

@@ -1,6 +1,7 @@
 #include "agent/fpm/FrameFile.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 
@@ -8,7 +9,7 @@ namespace OrviaL3Agent::Fpm {
 namespace {
 
 // As much as the largest frame: one piece always gets a waiting frame forward.
-constexpr std::size_t kPieceSize = 64 * 1024;
+constexpr std::size_t kPieceSize = std::size_t{64} * 1024;
 
 [[noreturn]] void fail(std::string const& path, char const* doing) {
   int const error = errno != 0 ? errno : EIO;

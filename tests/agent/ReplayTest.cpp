@@ -241,6 +241,25 @@ TEST_F(ReplayTest, RemovesTheOldRecordWithANextHopWhoseChangeStillWaits) {
   expectNothingLeft(replay());
 }
 
+TEST_F(ReplayTest, GivesANeighbourNumberOnWhenNoRowNamesItAnyMore) {
+  withoutWaiting();
+  run(announce(1, 2, "10.0.0.1") + announce(1, 2, "10.0.0.9") + announce(2, 3, "10.0.0.5"));
+  EXPECT_EQ(replay().hardware().row(1).contents->fields.destination, 2);
+  EXPECT_EQ(replay().hardware().row(2).contents->fields.destination, 1);
+}
+
+TEST_F(ReplayTest, KeepsANeighbourNumberWhileARowStillNamesIt) {
+  options.slice = 2;
+  options.interfaceDelay = 1;
+  // The second turn finds next hop 1 in its row, and parks its change.
+  run(announce(1, 2, "10.0.0.1") + frame(message(16, "")) + announce(1, 3, "10.0.0.9") +
+      announce(2, 3, "10.0.0.5"));
+  EXPECT_EQ(replay().nextHops().counts().changed, 1U);
+  EXPECT_EQ(replay().report().hardware.writes, 3U);
+  EXPECT_EQ(replay().hardware().row(1).contents->fields.destination, 2);
+  EXPECT_EQ(replay().hardware().row(2).contents->fields.destination, 3);
+}
+
 TEST_F(ReplayTest, DoesNotTouchTheHardwareForAnUnchangedNextHop) {
   withoutWaiting();
   Report const report = run(announce(1, 2, "10.0.0.1") + announce(1, 2, "10.0.0.1"));

@@ -41,6 +41,7 @@ class ReportTest : public ReplayFixture {
 TEST_F(ReportTest, SummaryIsReadable) {
   EXPECT_EQ(text(someReport()),
             R"(Replayed stream.fpm: 596 bytes, 12 frames, 12 messages, 4 turns of the event loop
+Messages      7 next hops, 1 group, 1 blackhole, 2 withdrawals of ids; 1 route, 0 route withdrawals; 0 skipped
 
 Next hops     6 announced, 1 announced again unchanged, 0 changed, 1 withdrawn
   at the end  5 live: 3 programmed, 0 parked, 1 refused, 0 unanswered, 1 not placed
@@ -118,6 +119,14 @@ TEST_F(ReportTest, SaysWhatParkedNextHopsWaitFor) {
             "Parked\n  id 1, row 1, 10.0.1.2 on interface 2: parked, waits for its MTU profile\n");
   options.mtuDelay = 0;
   EXPECT_EQ(list(), "");
+}
+
+TEST_F(ReportTest, CountsOneThingInTheSingular) {
+  std::string const summary = text(run(announce(1, 2)));
+  EXPECT_NE(summary.find(": 44 bytes, 1 frame, 1 message, 3 turns of"), std::string::npos)
+      << summary;
+  EXPECT_NE(summary.find("Hardware      1 write, 0 deletes, 1 row in force\n"), std::string::npos)
+      << summary;
 }
 
 TEST_F(ReportTest, ListsEndAfterTwentyNextHops) {

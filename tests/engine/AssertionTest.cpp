@@ -64,13 +64,51 @@ TYPED_TEST(AssertionDeathTest, RemovalWhoseHandleAnObserverTookAway) {
   (void)w.handle(key);
   w.park(key, w.entry(7, {TestHandle::waiting()}));
   w.onAnnouncement = [&](Vek::AttributeId attribute, auto const&) {
-    if (attribute == TypeParam::Table::Attribute::unresolvedEntry) w.table->entryHandleDel(key);
+    if (attribute == TypeParam::Table::Attribute::unresolvedEntry) {
+      TypeParam::unregister(*w.table, key);
+    }
   };
   EXPECT_EXIT(w.table->entryRemove(key), abortsWith(),
               abortText("entryHandleExists( key )", "expected to see rawEntryHandle",
                         TypeParam::Traits::sourceUnit(),
                         "void " + tableName<TypeParam>() + "::entryRemove(const " +
                             keyText<TypeParam>() + "&)"));
+}
+
+template <class A>
+class RawRegistryDeathTest : public LiveObjectsTest {};
+TYPED_TEST_SUITE(RawRegistryDeathTest, RawRegistryTables, AdapterNames);
+
+template <class A>
+std::string cleanupAbort() {
+  return abortText("swTable()->rawEntryHandleHas( key() )", "expected to see rawEntryHandle",
+                   A::Traits::sourceUnit(), "void " + tableName<A>() + "::EntryHandle::cleanup()");
+}
+
+TYPED_TEST(RawRegistryDeathTest, TheEndOfAHandleThatWasNeverRegistered) {
+  World<TypeParam> w;
+  auto handle = w.table->entryHandleFactory(w.key(1), w.table.get());
+  EXPECT_EXIT(handle = nullptr, abortsWith(), cleanupAbort<TypeParam>());
+  TypeParam::mayEnd(*w.table, handle);
+}
+
+TYPED_TEST(RawRegistryDeathTest, TheSecondEndOfTwoHandlesThatAnObserverMadeForOneKey) {
+  World<TypeParam> w;
+  auto const key = w.key(1);
+  auto const record = w.entry(7, {TestHandle::waiting()});
+  w.onAnnouncement = [&](Vek::AttributeId attribute, auto const&) {
+    // The outer write's handle is owned by now, and not yet registered.
+    if (attribute != TypeParam::Table::Attribute::entryHandle) return;
+    w.onAnnouncement = nullptr;
+    (void)w.table->entryCommit(key, record);
+  };
+  EXPECT_EXIT(
+      {
+        auto handle = w.table->entryCommit(key, w.entry(8, {TestHandle::waiting()}));
+        w.table->entryRemove(key);  // ends the observer's handle, and the one registration with it
+        handle = nullptr;
+      },
+      abortsWith(), cleanupAbort<TypeParam>());
 }
 
 TYPED_TEST(AssertionDeathTest, AWriteWithoutAUtility) {

@@ -55,6 +55,8 @@ TYPED_TEST(HandleRegistryTest, RemovesThenAnnouncesThenReleases) {
   World<TypeParam> w;
   auto const key = w.key(1);
   (void)w.programmed(key, w.entry(1));
+  std::string const deletion =
+      "hwTableEntryDel " + TypeParam::whereText(TypeParam::whereOf(*w.table, key));
   bool checked = false;
   w.onAnnouncement = [&](Vek::AttributeId attribute, auto const&) {
     if (attribute != TypeParam::Table::Attribute::entryHandle) return;
@@ -64,11 +66,8 @@ TYPED_TEST(HandleRegistryTest, RemovesThenAnnouncesThenReleases) {
   };
   w.table->entryHandleDel(key);
   EXPECT_TRUE(checked);
-  Lines const seen = w.take();
-  ASSERT_EQ(seen.size(), 3U);
-  EXPECT_EQ(seen[0], "entryHandle key1");
-  EXPECT_EQ(linesWith(seen, "hwTableEntryDel").size(), 1U);
-  EXPECT_EQ(seen[2], "entry key1");
+  EXPECT_EQ(w.take(),
+            joined({"entryHandle key1", deletion, "entry key1"}, TypeParam::unregistered("key1")));
 }
 
 TYPED_TEST(HandleRegistryTest, RemovesUnderTheKeyInsideTheHandleItself) {
@@ -87,9 +86,9 @@ TYPED_TEST(HandleRegistryTest, DelAllOnAnEmptyRegistryDoesNothing) {
 
 TYPED_TEST(HandleRegistryTest, DelAllAnnouncesEveryKeyAndRemovesWhatOnlyTheTableHeld) {
   World<TypeParam> w;
-  auto const held = w.programmed(w.key(1), w.entry(1), 1);
-  (void)w.programmed(w.key(2), w.entry(2), 2);
-  (void)w.programmed(w.key(3), w.entry(3), 3);
+  auto const held = w.programmed(w.key(1), w.entry(1));
+  (void)w.programmed(w.key(2), w.entry(2));
+  (void)w.programmed(w.key(3), w.entry(3));
   w.table->entryHandleDelAll();
   Lines const seen = w.take();
   EXPECT_EQ(linesWith(seen, "entryHandle "),
@@ -114,8 +113,8 @@ TYPED_TEST(HandleRegistryTest, DelAllClearsWhatObserversAddAndSkipsWhatTheyRemov
     first = false;
     EXPECT_EQ(key, one);
     w.table->entryHandleDel(two);
-    (void)w.handle(one);
-    (void)w.handle(four);
+    (void)TypeParam::own(*w.table, one);
+    (void)TypeParam::own(*w.table, four);
   };
   w.journal.clear();
   w.table->entryHandleDelAll();
@@ -135,7 +134,28 @@ TYPED_TEST(HandleRegistryTest, MutateMakesAHandleOfThisTableThatIsReadyForUse) {
   EXPECT_EQ(handle->swTable(), w.table.get());
   EXPECT_TRUE(handle->hasNotificationActive());
   EXPECT_EQ(w.table->entryHandle(key), handle);
-  EXPECT_EQ(linesWith(w.take(), "entryHandle "), (Lines{"entryHandle key1"}));
+  EXPECT_EQ(w.table->entryHandleAccess(key), handle);
+  EXPECT_EQ(w.take(), TypeParam::created("key1"));
+}
+
+TYPED_TEST(HandleRegistryTest, MutateFindsAHandleOrAlwaysMakesOne) {
+  World<TypeParam> w;
+  auto const key = w.key(1);
+  auto const* const first = w.table->entryHandleMutate(key).get();
+  w.table->entryHandle(key)->modeIs(World<TypeParam>::Handle::del);  // a mark of the first one
+  w.journal.clear();
+  auto const second = w.table->entryHandleMutate(key);
+  EXPECT_EQ(w.table->entryHandle(key), second);
+  EXPECT_EQ(w.table->entryHandleAccess(key), second);
+  EXPECT_EQ(w.table->entryHandles(), 1U);
+  if constexpr (TypeParam::rawRegistry) {
+    // The first one ends as soon as the second is owned; only then is the second registered.
+    EXPECT_EQ(second->mode(), World<TypeParam>::Handle::add);
+    EXPECT_EQ(w.take(), (Lines{"entryHandle key1", "rawEntryHandle key1", "rawEntryHandle key1"}));
+  } else {
+    EXPECT_EQ(second.get(), first);
+    EXPECT_EQ(w.take(), Lines{});
+  }
 }
 
 }  // namespace

@@ -93,7 +93,7 @@ TYPED_TEST(PendingEntryTest, ANewReactorWaitsForAChangeOfAFinalHandle) {
 TYPED_TEST(PendingEntryTest, ARetargetedReactorLooksAtAFinalHandleAtOnce) {
   OneReactor<TypeParam> r;
   auto const other = r.w.table->entryHandleFactory(r.w.key(2), r.w.table.get());
-  if constexpr (TypeParam::rawRegistry) r.w.table->rawEntryHandleIs(other->key(), other.get());
+  TypeParam::mayEnd(*r.w.table, other);
   other->writeResponseHandlerIs(r.w.handler("other"));
   other->hwEntryIndexIs(8);
   other->entryStateIs(accepted);
@@ -114,7 +114,7 @@ TYPED_TEST(PendingEntryTest, ARetargetedReactorLooksAtAFinalHandleAtOnce) {
 TYPED_TEST(PendingEntryTest, ARetargetedReactorThatIsMarkedForDeletionDoesNotLook) {
   OneReactor<TypeParam> r;
   auto const other = r.w.table->entryHandleFactory(r.w.key(2), r.w.table.get());
-  if constexpr (TypeParam::rawRegistry) r.w.table->rawEntryHandleIs(other->key(), other.get());
+  TypeParam::mayEnd(*r.w.table, other);
   other->writeResponseHandlerIs(r.w.handler("other"));
   other->entryStateIs(refused);
   r.sm->vekDoZombieReactors(true);
@@ -225,7 +225,7 @@ TYPED_TEST(PendingEntryTest, WhatAHandlerThrowsPassesOutOfTheSetter) {
 TYPED_TEST(PendingEntryTest, ReportsLaterChangesOfAHandleWhoseFirstLookThrew) {
   OneReactor<TypeParam> r;
   auto const other = r.w.table->entryHandleFactory(r.w.key(2), r.w.table.get());
-  if constexpr (TypeParam::rawRegistry) r.w.table->rawEntryHandleIs(other->key(), other.get());
+  TypeParam::mayEnd(*r.w.table, other);
   other->entryStateIs(refused);
   other->writeResponseHandlerIs([](auto) { throw std::runtime_error("from the handler"); });
   EXPECT_THROW(r.w.table->pendingEntrySmIs(other, r.key), std::runtime_error);

@@ -25,11 +25,7 @@ class Life {
       rows.insert(A::whereText(where));
       note();
       auto* const table = link_->table();
-      if (table == nullptr) return;
-      if (auto const handle = A::handleAt(*table, where)) {
-        handle->hwEntryIndexIs(A::rowOf(*table, where));
-        handle->entryStateIs(Asic::HwTable::success());
-      }
+      if (table != nullptr) A::answer(*table, *w.hwTable, where);
     };
     w.util->onDelete = [this](typename A::Where where) {
       rows.erase(A::whereText(where));
@@ -40,6 +36,9 @@ class Life {
 
   void commit(int key, std::vector<Needed> const& needed) {
     if (!w.table) return;
+    // Between a new handle's two registrations a write of the key would make a second handle, and
+    // both would claim one registration: fatal, see AssertionTest.cpp.
+    if (w.table->entryHandle(keys[key]) && !w.table->entryHandleExists(keys[key])) return;
     HandlePtr const handle = w.table->entryCommitWithResponseHandler(
         keys[key], w.entry(++record_, needed), [this](auto) { note(); });
     held[key] = handle;

@@ -30,7 +30,7 @@ double fastest(Run run) {
 // Parks that many keys behind one handle, programs it, and removes them all.
 template <class A>
 void watchersOfOneHandle(unsigned count) {
-  World<A> w(Traced::no);
+  World<A> w(Traced::no, count);
   std::vector<typename A::Key> keys;
   for (unsigned i = 0; i < count; ++i) keys.push_back(w.key(i));
   auto const needed = TestHandle::waiting();
@@ -65,7 +65,7 @@ TYPED_TEST(ScaleTest, TheTimeGrowsWithTheNumberAndNotFaster) {
 
 TYPED_TEST(ScaleTest, AHundredThousandWatchersLeaveInAnyOrder) {
   auto const run = [](unsigned count) {
-    World<TypeParam> w(Traced::no);
+    World<TypeParam> w(Traced::no, count);
     std::vector<typename TypeParam::Key> keys;
     auto const needed = TestHandle::waiting();
     for (unsigned i = 0; i < count; ++i) {
@@ -87,7 +87,7 @@ TYPED_TEST(ScaleTest, AHundredThousandWatchersLeaveInAnyOrder) {
 }
 
 TYPED_TEST(ScaleTest, ATableWithAHundredThousandKeysTakesItselfApart) {
-  World<TypeParam> w(Traced::no);
+  World<TypeParam> w(Traced::no, 100'000);
   for (unsigned i = 0; i < 100'000; ++i) {
     auto const key = w.key(i);
     (void)w.handle(key);

@@ -24,6 +24,13 @@
 
 namespace TableTests {
 
+// Several lists of lines, one after the other.
+template <class... More>
+Lines joined(Lines first, More const&... more) {
+  (first.insert(first.end(), more.begin(), more.end()), ...);
+  return first;
+}
+
 inline std::string stateText(Asic::HwTable::EntryState state) {
   return std::to_string(static_cast<unsigned>(state));
 }
@@ -58,6 +65,7 @@ std::string attributeText(Vek::AttributeId attribute) {
   using Attribute = typename Table::Attribute;
   if (attribute == Attribute::entry) return "entry";
   if (attribute == Attribute::entryHandle) return "entryHandle";
+  if (attribute == Attribute::rawEntryHandle) return "rawEntryHandle";
   if (attribute == Attribute::unresolvedEntry) return "unresolvedEntry";
   if (attribute == Attribute::pendingEntrySm) return "pendingEntrySm";
   return "attribute" + std::to_string(attribute.value());
@@ -77,13 +85,15 @@ class World {
   using Handle = typename Table::EntryHandle;
   using HandleState = Asic::HwTable::EntryState;
 
-  explicit World(Traced traced = Traced::yes)
+  // A world for that many keys.
+  explicit World(Traced traced = Traced::yes, std::uint32_t keys = 16)
       : table(A::make()), util(new RecordingUtil<A>(journal)), hwTable(new TestHwTable) {
     if (traced == Traced::yes) traces = std::make_unique<TraceRecorder>(journal);
     util->expectedHwTable = hwTable.get();
     table->utilIs(util);
     table->hwTableIs(hwTable);
     table->hwTableReadyIs(true);
+    A::initialize(*table, keys);
     observer_ = Observer::of(table.get(), [this](Vek::AttributeId attribute, void const* key) {
       if (key == nullptr) return;  // the platform's own attributes
       // A copy, as the key is only lent.
@@ -116,7 +126,10 @@ class World {
     };
   }
   // A registered handle, as the write path makes it for an entry that the table keeps.
-  Vek::Ptr<Handle> handle(Key const& key) { return table->entryHandleMutate(key); }
+  Vek::Ptr<Handle> handle(Key const& key) {
+    if (Vek::Ptr<Handle> const present = table->entryHandleAccess(key)) return present;
+    return table->entryHandleMutate(key);
+  }
   // Parks a record as the write path does.
   auto park(Key const& key, Entry const& entry) {
     auto parked = table->unresolvedEntryIs(key);
@@ -124,11 +137,11 @@ class World {
     return parked;
   }
   // Puts a programmed record with the hardware's answer in place, without a word in the journal.
-  Vek::Ptr<Handle> programmed(Key const& key, Entry const& entry, Asic::Index row = 1) {
+  Vek::Ptr<Handle> programmed(Key const& key, Entry const& entry) {
     Vek::Ptr<Handle> made = handle(key);
     table->entryIs(key, entry);
-    made->hwEntryIndexIs(row);
-    made->entryStateIs(Asic::HwTable::success());
+    A::answer(*table, *hwTable, A::whereOf(*table, key));
+    EXPECT_TRUE(made->isProgrammed());
     journal.clear();
     return made;
   }
