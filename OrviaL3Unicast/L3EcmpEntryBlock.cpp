@@ -7,7 +7,8 @@
 namespace OrviaL3Unicast {
 
 // The members, shared by the copies of a block.
-class L3EcmpEntryBlock::Body final : public Vek::Tracked<L3EcmpEntryBlock::Body, Vek::PtrInterface> {
+class L3EcmpEntryBlock::Body final
+    : public Vek::Tracked<L3EcmpEntryBlock::Body, Vek::PtrInterface> {
  public:
   static constexpr char const* typeName() {
     return "OrviaL3Unicast::L3EcmpMemberTable::EntryBlock::Body";
@@ -21,8 +22,8 @@ class L3EcmpEntryBlock::Body final : public Vek::Tracked<L3EcmpEntryBlock::Body,
     if (!digestKnown_) {
       std::uint64_t digest = 0;
       for (auto const& [index, member] : members) {
-        digest = Vek::hashMix(digest ^ index.value(), reinterpret_cast<std::uintptr_t>(
-                                                          member.nextHopEntryHandle().get()));
+        digest = Vek::hashMix(digest ^ index.value(),
+                              reinterpret_cast<std::uintptr_t>(member.nextHopEntryHandle().get()));
       }
       digest_ = digest;
       digestKnown_ = true;

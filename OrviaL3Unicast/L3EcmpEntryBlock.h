@@ -1,8 +1,8 @@
 // A block of ECMP members: a size, and the member at each position. The member table's key.
 //
-// A value type. Copies share their members until one of them is changed, and the digest of the members
-// is computed once, so that a block of hundreds costs a pointer wherever it is a key. A block that
-// is a key is never changed in place: other members make another block.
+// A value type. Copies share their members until one of them is changed, and the digest of the
+// members is computed once, so that a block of hundreds costs a pointer wherever it is a key. A
+// block that is a key is never changed in place: other members make another block.
 #pragma once
 
 #include <cstdint>
@@ -73,8 +73,8 @@ class ORVIA_L3_EXPORT L3EcmpEntryBlock : public Asic::EntryBlockBase {
   // All members, by ascending position.
   [[nodiscard]] Members const& members() const;
 
-  // Sets the member at a position of the block. Raises Vek::RangeException "index must be smaller than
-  // blockSize" otherwise, and changes nothing. The only operation that checks the position.
+  // Sets the member at a position of the block. Raises Vek::RangeException "index must be smaller
+  // than blockSize" otherwise, and changes nothing. The only operation that checks the position.
   void entryIs(Index index, Entry const& entry);
   void entryInternalIs(Index index, Entry const& entry);
   // Removes the member, if there is one.
@@ -88,8 +88,8 @@ class ORVIA_L3_EXPORT L3EcmpEntryBlock : public Asic::EntryBlockBase {
   explicit operator bool() const { return !(*this == L3EcmpEntryBlock()); }
 
   friend ORVIA_L3_EXPORT bool operator==(L3EcmpEntryBlock const& a, L3EcmpEntryBlock const& b);
-  // By the base, then fewer members first, then the first pair that differs: by position, then by the
-  // address of the handle.
+  // By the base, then fewer members first, then the first pair that differs: by position, then by
+  // the address of the handle.
   friend ORVIA_L3_EXPORT bool operator<(L3EcmpEntryBlock const& a, L3EcmpEntryBlock const& b);
   friend std::ostream& operator<<(std::ostream& out, L3EcmpEntryBlock const& block) {
     return out << valueToStrep(block);

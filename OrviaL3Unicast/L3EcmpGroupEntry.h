@@ -1,7 +1,7 @@
 // The record of one row of the L3 ECMP group table.
 //
-// A value type. The member block is known only through its entry handle: ecmpBlockPtr() is read from
-// that handle's row at each call, takes no part in comparison and has no storage.
+// A value type. The member block is known only through its entry handle: ecmpBlockPtr() is read
+// from that handle's row at each call, takes no part in comparison and has no storage.
 #pragma once
 
 #include <compare>
@@ -32,8 +32,8 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
   static constexpr int ecmpBlockPtrSlot = 3;
 
   L3EcmpGroupEntry() = default;
-  // An empty handle leaves the slot absent. The plain ecmpBlockPtr is accepted and ignored on purpose:
-  // the value always comes from the handle.
+  // An empty handle leaves the slot absent. The plain ecmpBlockPtr is accepted and ignored on
+  // purpose: the value always comes from the handle.
   L3EcmpGroupEntry(std::uint16_t /*ecmpBlockPtr*/, NeededHandle const& ecmpBlockPtrHandle,
                    std::uint32_t lbMode, std::uint16_t numPaths)
       : fields_{lbMode, numPaths} {

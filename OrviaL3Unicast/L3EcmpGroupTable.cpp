@@ -9,9 +9,11 @@ namespace {
 
 using Traits = L3EcmpGroupTraits;
 
-constexpr auto types = engine::entryTableTypes<Traits>(
-    Vek::VekTypeInfo{Traits::keyNumber, "OrviaL3Unicast::L3EcmpGroupTable::Index", {},
-                     &Vek::vekValueOps<Traits::Key>});
+constexpr auto types =
+    engine::entryTableTypes<Traits>(Vek::VekTypeInfo{Traits::keyNumber,
+                                                     "OrviaL3Unicast::L3EcmpGroupTable::Index",
+                                                     {},
+                                                     &Vek::vekValueOps<Traits::Key>});
 
 }  // namespace
 

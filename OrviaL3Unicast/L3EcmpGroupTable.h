@@ -1,8 +1,8 @@
-// The L3 ECMP group table: how many paths a group has, how traffic is spread over them, and where its
-// block of member rows starts.
+// The L3 ECMP group table: how many paths a group has, how traffic is spread over them, and where
+// its block of member rows starts.
 //
-// Keyed by a logical group number; the table chooses the hardware row, which is another number and is
-// found through the entry's handle. A group waits until its member block is programmed. See
+// Keyed by a logical group number; the table chooses the hardware row, which is another number and
+// is found through the entry's handle. A group waits until its member block is programmed. See
 // engine/EntryTable.h and engine/AllocatedRowTable.h for every operation.
 //
 // One thread; callers hold counted references to the table and to the handles.
@@ -76,8 +76,8 @@ class ORVIA_L3_EXPORT L3EcmpGroupTable final
   // handler is called. A handle that outlives the table is cut off from it.
   ~L3EcmpGroupTable() override;
 
-  // The lowest and the highest usable row as the utility says; 0 and 0xFFFFFFFF before a hardware table
-  // is attached.
+  // The lowest and the highest usable row as the utility says; 0 and 0xFFFFFFFF before a hardware
+  // table is attached.
   [[nodiscard]] std::uint32_t minIndex() const;
   [[nodiscard]] std::uint32_t maxIndex() const;
 

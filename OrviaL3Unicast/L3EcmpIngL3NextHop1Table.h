@@ -1,9 +1,9 @@
 // The ingress L3 next-hop table, as seen for the next hops of ECMP groups.
 //
-// Programs the same hardware table as IngL3NextHop1Table, but is keyed by a value that names the next
-// hop, chooses the row itself and publishes it through the entry's handle, so that member blocks can
-// refer to the next hop by handle. Rows are taken lowest first from 1 up; row 0 is reserved. See
-// engine/EntryTable.h and engine/AllocatedRowTable.h for every operation.
+// Programs the same hardware table as IngL3NextHop1Table, but is keyed by a value that names the
+// next hop, chooses the row itself and publishes it through the entry's handle, so that member
+// blocks can refer to the next hop by handle. Rows are taken lowest first from 1 up; row 0 is
+// reserved. See engine/EntryTable.h and engine/AllocatedRowTable.h for every operation.
 //
 // One thread; callers hold counted references to the table and to the handles.
 #pragma once

@@ -21,7 +21,9 @@ constexpr Vek::VekTypeInfo types[] = {
     {Traits::numbers.table,
      Traits::qualifiedName.c_str(),
      {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTable}},
-    {Traits::keyNumber, "OrviaL3Unicast::L3EcmpMemberTable::EntryBlock", {},
+    {Traits::keyNumber,
+     "OrviaL3Unicast::L3EcmpMemberTable::EntryBlock",
+     {},
      &Vek::vekValueOps<L3EcmpEntryBlock>},
     {Traits::numbers.entryHandle,
      "OrviaL3Unicast::L3EcmpMemberTable::EntryHandle",
@@ -37,12 +39,12 @@ constexpr Vek::VekTypeInfo types[] = {
      {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTableUtil}},
 };
 
-constexpr auto blockWriteSignature = plumbing::signature<Traits>(
-    plumbing::constHandleText<Traits>, FixedString("entryBlockWrite"),
-    "const " + Traits::keyText + "&, Asic::AutoRemoveType");
-constexpr auto blockRefSignature = plumbing::signature<Traits>(
-    plumbing::constHandleText<Traits>, FixedString("entryBlockRef"),
-    "const " + Traits::keyText + "&");
+constexpr auto blockWriteSignature =
+    plumbing::signature<Traits>(plumbing::constHandleText<Traits>, FixedString("entryBlockWrite"),
+                                "const " + Traits::keyText + "&, Asic::AutoRemoveType");
+constexpr auto blockRefSignature =
+    plumbing::signature<Traits>(plumbing::constHandleText<Traits>, FixedString("entryBlockRef"),
+                                "const " + Traits::keyText + "&");
 constexpr auto handleBlockSignature = plumbing::signature<Traits>(
     FixedString("void"), FixedString("handleEntryBlock"), "const " + Traits::keyText + "&");
 
@@ -185,7 +187,8 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
   Vek::Ptr<L3EcmpMemberTable> const alive(this);
   EntryBlock const block = blockOfCaller;
   plumbing::trace<Traits, "handleEntryBlock">();
-  if (!indexAllocator_ && takingApart_) return;  // an observer let a handle go: no hardware any more
+  if (!indexAllocator_ && takingApart_)
+    return;  // an observer let a handle go: no hardware any more
   Vek::Ptr<Asic::AnySizedBlockAllocator> const allocator(&requireAllocator());
   void const* const blockKey = static_cast<Asic::EntryBlockBase const*>(&block);
   std::uint16_t const size = block.blockSize().value();
@@ -208,8 +211,10 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
   std::uint32_t version = store_.version();
   for (std::uint32_t i = 0; callHardware && i < size; ++i) {
     util()->hwTableEntryIs(hwTable, Index((base + i).value()), block.entry(i));
-    if (store_.version() == version) [[likely]] continue;
-    // Something came or went within the write: if it was this block, its rows may be another's by now.
+    if (store_.version() == version) [[likely]]
+      continue;
+    // Something came or went within the write: if it was this block, its rows may be another's by
+    // now.
     if (!entryBlockExists(block) || allocator->indexForBlock(blockKey) != base) return;
     version = store_.version();
   }

@@ -1,20 +1,21 @@
 // The L3 ECMP member table: one ECMP group occupies a run of consecutive rows, one row per path.
 //
-// Keyed by whole blocks of members. The table places each block in a run of rows, writes every member
-// row and hands back one handle for the block, whose hwEntryIndex() is the first row of the run. Equal
-// blocks share one handle and one run. A block waits until the next hops of all its members are
-// programmed, also when they are already: it always passes through the unresolved state.
+// Keyed by whole blocks of members. The table places each block in a run of rows, writes every
+// member row and hands back one handle for the block, whose hwEntryIndex() is the first row of the
+// run. Equal blocks share one handle and one run. A block waits until the next hops of all its
+// members are programmed, also when they are already: it always passes through the unresolved
+// state.
 //
 // Only blocks that live while callers hold their handle exist here: releasing the handle always
-// removes the block from hardware and frees its rows. To change a group, reference the new block and let
-// the old one's handle go.
+// removes the block from hardware and frees its rows. To change a group, reference the new block
+// and let the old one's handle go.
 //
-// The table publishes at once: when the rows have been handed to the utility, the block's handle shows
-// its base row and success; the hardware's answers to member rows change no handle. With no hardware to
-// call the handle stays unprogrammed, unless PublishSwitch.h says otherwise.
+// The table publishes at once: when the rows have been handed to the utility, the block's handle
+// shows its base row and success; the hardware's answers to member rows change no handle. With no
+// hardware to call the handle stays unprogrammed, unless PublishSwitch.h says otherwise.
 //
-// A table without a free run lets the allocator's exception pass (see AllocatedRowTable.h); the block
-// stays committed without rows. Committing a block before doInitComplete() aborts.
+// A table without a free run lets the allocator's exception pass (see AllocatedRowTable.h); the
+// block stays committed without rows. Committing a block before doInitComplete() aborts.
 //
 // One thread; callers hold counted references to the table and to the handles.
 #pragma once
@@ -74,11 +75,13 @@ extern template class ORVIA_L3_EXPORT engine::EntryHandle<L3EcmpMemberTraits>;
 extern template class ORVIA_L3_EXPORT engine::NeededEntryHandleSm<L3EcmpMemberTraits>;
 extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<L3EcmpMemberTraits>;
 
-// A block that waits until the next hops of all its members are programmed. One watcher per position,
-// keyed by the position; each counts once. A member without a handle is watched by a watcher that
-// watches nothing: such a block waits for ever, and so does one of size 0, which has no watchers.
+// A block that waits until the next hops of all its members are programmed. One watcher per
+// position, keyed by the position; each counts once. A member without a handle is watched by a
+// watcher that watches nothing: such a block waits for ever, and so does one of size 0, which has
+// no watchers.
 class ORVIA_L3_EXPORT L3EcmpUnresolvedEntryBlock final
-    : public Vek::Tracked<L3EcmpUnresolvedEntryBlock, engine::NeededHandleTally<L3EcmpMemberTraits>> {
+    : public Vek::Tracked<L3EcmpUnresolvedEntryBlock,
+                          engine::NeededHandleTally<L3EcmpMemberTraits>> {
  public:
   using EntryBlock = L3EcmpEntryBlock;
   using Ptr = Vek::Ptr<L3EcmpUnresolvedEntryBlock>;
@@ -128,18 +131,19 @@ class ORVIA_L3_EXPORT L3EcmpMemberTable final
 
   // A table lives on the heap and is held by counted references only.
   L3EcmpMemberTable();
-  // Lets go of everything without a hardware call; what the hardware holds stays in it. A handle that
-  // outlives the table is cut off from it.
+  // Lets go of everything without a hardware call; what the hardware holds stays in it. A handle
+  // that outlives the table is cut off from it.
   ~L3EcmpMemberTable() override;
 
   // Creates the block allocator over numEntries() rows. Reserves nothing: blocks start from row 0.
   void doInitComplete() override;
 
   // Offers Asic::needsAutoRemove() only, which is entryBlockRef; aborts otherwise.
-  EntryHandle::PtrConst entryBlockWrite(EntryBlock const& block, Asic::AutoRemoveType autoRemoveType);
-  // The handle of the block, found or made; the block lives while callers hold it. Raises Vek::Exception
-  // "Unsupported behavior" when the block does not hold as many members as its size; aborts when a
-  // waiting block has no registered handle.
+  EntryHandle::PtrConst entryBlockWrite(EntryBlock const& block,
+                                        Asic::AutoRemoveType autoRemoveType);
+  // The handle of the block, found or made; the block lives while callers hold it. Raises
+  // Vek::Exception "Unsupported behavior" when the block does not hold as many members as its size;
+  // aborts when a waiting block has no registered handle.
   EntryHandle::PtrConst entryBlockRef(EntryBlock const& block);
 
   // --- Committed blocks. The changing operations are not for callers.
@@ -171,8 +175,8 @@ class ORVIA_L3_EXPORT L3EcmpMemberTable final
   [[nodiscard]] Vek::Ptr<EntryHandle> entryHandleAccess(EntryBlock const& block) const {
     return rawEntryHandle(block);
   }
-  // A handle is at its end: removes the waiting and the committed block and the registration. Aborts
-  // when the block is not registered. Not for callers.
+  // A handle is at its end: removes the waiting and the committed block and the registration.
+  // Aborts when the block is not registered. Not for callers.
   void cleanupEntry(EntryBlock const& block);
 
   // --- What the platform supplies.

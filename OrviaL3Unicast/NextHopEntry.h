@@ -4,8 +4,8 @@
 // (`Name`, the table's traits, only keeps the types apart and gives the text form its type name).
 //
 // A value type. The outgoing interface and the MTU profile are known only through the entry handles
-// of the tables that own them: l3Oif1() and mtuProfilePtr() are read from those handles' rows at each
-// call, take no part in comparison and have no storage.
+// of the tables that own them: l3Oif1() and mtuProfilePtr() are read from those handles' rows at
+// each call, take no part in comparison and have no storage.
 #pragma once
 
 #include <compare>

@@ -81,16 +81,16 @@ class ORVIA_L3_EXPORT IngL3NextHop1Table final
 
   // A table lives on the heap and is held by counted references only.
   IngL3NextHop1Table();
-  // Ends the handles that nobody else holds (their rows are deleted while hardware is ready), then the
-  // pending reactors, then the parked records. No response handler is called. A handle that outlives
-  // the table is cut off from it.
+  // Ends the handles that nobody else holds (their rows are deleted while hardware is ready), then
+  // the pending reactors, then the parked records. No response handler is called. A handle that
+  // outlives the table is cut off from it.
   ~IngL3NextHop1Table() override;
 
   static constexpr char const* typeName() { return IngL3NextHop1Traits::qualifiedName.c_str(); }
 };
 
-// What a hardware plug-in implements for this table. It writes at the key's own row, and answers on the
-// handle that the table's entryHandleAccess(key) gives: hwEntryIndexIs, then entryStateIs.
+// What a hardware plug-in implements for this table. It writes at the key's own row, and answers on
+// the handle that the table's entryHandleAccess(key) gives: hwEntryIndexIs, then entryStateIs.
 class ORVIA_L3_EXPORT IngL3NextHop1TableUtil : public engine::TableUtil<IngL3NextHop1Traits> {
  public:
   explicit IngL3NextHop1TableUtil(Vek::String const& name);

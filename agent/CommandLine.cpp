@@ -129,7 +129,8 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->type_name("N")
       ->capture_default_str()
       ->check(range(1, 1U << 16U));
-  replay->add_option("--group-rows", options.groupRows, "Rows of the group table; row 0 stays unused")
+  replay
+      ->add_option("--group-rows", options.groupRows, "Rows of the group table; row 0 stays unused")
       ->type_name("N")
       ->capture_default_str()
       ->check(range(1, kMaxRows));
@@ -170,9 +171,9 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
                                                             *options.firstRow, options.rows));
     }
     if (options.firstRow && *options.firstRow < options.firstIngressRow()) {
-      throw CLI::ValidationError(
-          "--first-row", fmt::format("{} is among the {} rows for next hops of groups",
-                                     *options.firstRow, options.firstIngressRow()));
+      throw CLI::ValidationError("--first-row",
+                                 fmt::format("{} is among the {} rows for next hops of groups",
+                                             *options.firstRow, options.firstIngressRow()));
     }
     for (std::uint32_t const row : options.refusedRows) {
       if (row >= options.rows) {

@@ -29,8 +29,8 @@ class EcmpNextHops {
 
   struct Hop {
     Identity identity;
-    Fpm::NextHop contents;        // of the id that came first; its number means nothing here
-    Adjacencies::Use adjacency;   // outlives the row that names it
+    Fpm::NextHop contents;       // of the id that came first; its number means nothing here
+    Adjacencies::Use adjacency;  // outlives the row that names it
     Vek::Ptr<Table::EntryHandle const> handle;
   };
   using Use = std::shared_ptr<Hop const>;

@@ -98,11 +98,12 @@ TableUse useOf(Window const& window, Asic::GenericIndexAllocator const& rows) {
 
 std::string tableLine(char const* name, TableUse const& use) {
   return fmt::format(
-      "  {:<12}{} writes, {} deletes ({} of what had no row), {} rows in force; {} accepted, {} refused, {} overtaken; {} "
+      "  {:<12}{} writes, {} deletes ({} of what had no row), {} rows in force; {} accepted, {} "
+      "refused, {} overtaken; {} "
       "rows in use, {} free, longest run {}\n",
-      name, use.hardware.writes, use.hardware.deletes,
-      use.hardware.withoutRow, use.rowsInForce, use.hardware.accepted,
-      use.hardware.refused, use.hardware.overtaken, use.inUse, use.free, use.largestFreeRun);
+      name, use.hardware.writes, use.hardware.deletes, use.hardware.withoutRow, use.rowsInForce,
+      use.hardware.accepted, use.hardware.refused, use.hardware.overtaken, use.inUse, use.free,
+      use.largestFreeRun);
 }
 
 std::string stateText(ShownGroup const& group) {
@@ -151,9 +152,8 @@ std::string lineOf(ShownMember const& member) {
 }  // namespace
 
 std::size_t GroupReport::liveIn(ShownGroup::State state) const {
-  return static_cast<std::size_t>(
-      std::count_if(live.begin(), live.end(),
-                    [state](ShownGroup const& group) { return group.state == state; }));
+  return static_cast<std::size_t>(std::count_if(
+      live.begin(), live.end(), [state](ShownGroup const& group) { return group.state == state; }));
 }
 
 GroupReport groupReport(Groups const& groups, EcmpNextHops const& ecmpNextHops,
@@ -183,9 +183,8 @@ std::string summaryText(GroupReport const& report) {
       "  at the end  {} live: {} programmed, {} waiting for members, {} parked, {} refused, {} "
       "unanswered, {} not placed, {} with members that drop\n",
       report.live.size(), report.liveIn(State::programmed), report.liveIn(State::missingMembers),
-      report.liveIn(State::parked), report.liveIn(State::refused),
-      report.liveIn(State::unanswered), report.liveIn(State::notPlaced),
-      report.liveIn(State::blackhole));
+      report.liveIn(State::parked), report.liveIn(State::refused), report.liveIn(State::unanswered),
+      report.liveIn(State::notPlaced), report.liveIn(State::blackhole));
   out += fmt::format(
       "  on the way  at most {} live; {} came before their members, {} changed their block, {} "
       "times not placed\n",

@@ -21,8 +21,8 @@ namespace OrviaL3Agent {
 
 // One row of a group's block, down to the interface.
 struct ShownMember {
-  std::uint32_t row = 0;                     // of the member table
-  std::optional<std::uint32_t> nextHopRow;   // what it names, if it holds something
+  std::uint32_t row = 0;                             // of the member table
+  std::optional<std::uint32_t> nextHopRow;           // what it names, if it holds something
   std::optional<SoftAsic::NextHopContents> nextHop;  // what that holds
   // Whose row it is, as far as a block that the group uses says so.
   std::optional<Fpm::NextHop> contents;

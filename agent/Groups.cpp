@@ -33,9 +33,8 @@ std::string noRoomText(char const* table, std::uint32_t needed,
 
 }  // namespace
 
-Groups::Groups(Vek::Ptr<Table> table, Vek::Ptr<MemberTable> memberTable,
-               EcmpNextHops& ecmpNextHops, NextHops const& nextHops, OtherIds const& otherIds,
-               std::uint32_t maxWidth)
+Groups::Groups(Vek::Ptr<Table> table, Vek::Ptr<MemberTable> memberTable, EcmpNextHops& ecmpNextHops,
+               NextHops const& nextHops, OtherIds const& otherIds, std::uint32_t maxWidth)
     : table_(std::move(table)),
       memberTable_(std::move(memberTable)),
       ecmpNextHops_(ecmpNextHops),

@@ -11,16 +11,17 @@
 //
 // A group that comes again with other contents, or one of whose members does, references the new
 // block, commits, and lets go of the old block when the hardware has accepted the row that names
-// the new one; until then, and after a refusal, packets take the old block. A group that goes leaves
-// from the top: its row, the block, the next hops. A member that is withdrawn stays in the blocks
-// that use it until their groups change.
+// the new one; until then, and after a refusal, packets take the old block. A group that goes
+// leaves from the top: its row, the block, the next hops. A member that is withdrawn stays in the
+// blocks that use it until their groups change.
 //
 // Where a table is full the group is kept with the reason. The exception comes from the write here,
-// or out of whatever brought the last missing answer: whoever catches it there calls noRoom(), which
-// takes back what could not be placed. Such a group is tried again when it is announced again.
+// or out of whatever brought the last missing answer: whoever catches it there calls noRoom(),
+// which takes back what could not be placed. Such a group is tried again when it is announced
+// again.
 //
-// Threading: the loop's thread. Ownership: counts the tables; refers to the rest, which must outlive
-// it.
+// Threading: the loop's thread. Ownership: counts the tables; refers to the rest, which must
+// outlive it.
 #pragma once
 
 #include <cstddef>
@@ -70,11 +71,11 @@ class Groups {
 
   struct Group {
     Fpm::NextHopGroup contents;
-    std::vector<std::uint32_t> missing;     // members that are not announced
-    std::vector<std::uint32_t> blackholes;  // members that drop
-    std::string reason;                     // why the latest contents have no place
-    Chain chain;                            // of the latest record
-    std::vector<Chain> former;              // that the hardware row may still name
+    std::vector<std::uint32_t> missing;         // members that are not announced
+    std::vector<std::uint32_t> blackholes;      // members that drop
+    std::string reason;                         // why the latest contents have no place
+    Chain chain;                                // of the latest record
+    std::vector<Chain> former;                  // that the hardware row may still name
     Vek::Ptr<Table::EntryHandle const> handle;  // none: no record in the table
   };
 

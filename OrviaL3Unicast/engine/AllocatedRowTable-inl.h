@@ -71,7 +71,8 @@ template <class T>
 Vek::Ptr<EntryHandle<T> const> AllocatedRowTable<T>::entryWriteWithResponseHandler(
     Key const& key, Entry const& entry, WriteResponseHandler const& handler,
     Asic::AutoRemoveType autoRemove) {
-  if (autoRemove == Asic::needsAutoRemove()) return entryRefWithResponseHandler(key, entry, handler);
+  if (autoRemove == Asic::needsAutoRemove())
+    return entryRefWithResponseHandler(key, entry, handler);
   if (autoRemove != Asic::noAutoRemove) [[unlikely]] {
     Vek::SassertHelper("0", plumbing::assertWhere<T>(entryWriteSignature<T>))
         << "unsupported autoRemoveType";
@@ -80,10 +81,9 @@ Vek::Ptr<EntryHandle<T> const> AllocatedRowTable<T>::entryWriteWithResponseHandl
 }
 
 template <class T>
-inline constexpr auto entryWriteAtIndexSignature =
-    plumbing::signature<T>(plumbing::constHandleText<T>, plumbing::FixedString("entryWriteAtIndex"),
-                           "Asic::Index, " + plumbing::keyAndEntryText<T> +
-                               ", Asic::AutoRemoveType");
+inline constexpr auto entryWriteAtIndexSignature = plumbing::signature<T>(
+    plumbing::constHandleText<T>, plumbing::FixedString("entryWriteAtIndex"),
+    "Asic::Index, " + plumbing::keyAndEntryText<T> + ", Asic::AutoRemoveType");
 
 template <class T>
 inline constexpr auto handleEntrySignature =
@@ -213,8 +213,8 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
   if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
     handle->entryStateIs(Asic::HwTable::notAnswered);
   }
-  // Whoever watched that change may have removed the record, and its row with it; the handle's own end
-  // too may have come just now.
+  // Whoever watched that change may have removed the record, and its row with it; the handle's own
+  // end too may have come just now.
   if (!this->entryExists(key)) return;
   Asic::Index const row = allocator->newIndexForKey(T::keyType(), &key);
   if (this->mayCallHardware()) {

@@ -5,15 +5,15 @@
 // deletion has been; rewriting a key keeps its row. The handle learns the row with the hardware's
 // answer (or at once, see PublishSwitch.h).
 //
-// An entry is committed (the table owns its handle; it lives until entryRemove) or referenced (it lives
-// while callers hold the handle).
+// An entry is committed (the table owns its handle; it lives until entryRemove) or referenced (it
+// lives while callers hold the handle).
 //
-// A table without a free row lets the allocator's exception pass: it leaves the caller's write, or the
-// setter in whose notification the record resolved. The record stays where it had been put; remove the
-// key and write again, an identical write does not retry.
+// A table without a free row lets the allocator's exception pass: it leaves the caller's write, or
+// the setter in whose notification the record resolved. The record stays where it had been put;
+// remove the key and write again, an identical write does not retry.
 //
-// The end of a handle leaves its key's pending reactor in the table; only entryRemove takes it. So a
-// caller that references ever new keys calls entryRemove(key) before it drops a handle.
+// The end of a handle leaves its key's pending reactor in the table; only entryRemove takes it. So
+// a caller that references ever new keys calls entryRemove(key) before it drops a handle.
 //
 // Programming a record before doInitComplete() aborts. A hardware table without rows cannot be
 // initialised: reserving row 0 raises Vek::RangeException.
@@ -38,14 +38,15 @@ class AllocatedRowTable : public EntryTable<T> {
   // watching that hardware table when another is attached later.
   void doInitComplete() override;
   // The registered handle of the key that the row is bound to, or empty.
-  [[nodiscard]] Vek::Ptr<Asic::SwTable::EntryHandle> entryHandleOfRow(Asic::Index row) const override;
+  [[nodiscard]] Vek::Ptr<Asic::SwTable::EntryHandle> entryHandleOfRow(
+      Asic::Index row) const override;
 
   // --- Writing. Each returns the key's handle.
 
   // Writes a record that lives until entryRemove. When the identical record is already there, the
-  // table takes the key's handle into its ownership and leaves its handler as it is: the given one is
-  // not stored. A changed record keeps the key's handle and does not take it: an auto-removed entry
-  // stays one. Both intended.
+  // table takes the key's handle into its ownership and leaves its handler as it is: the given one
+  // is not stored. A changed record keeps the key's handle and does not take it: an auto-removed
+  // entry stays one. Both intended.
   Vek::Ptr<EntryHandle const> entryCommitWithResponseHandler(Key const& key, Entry const& entry,
                                                              WriteResponseHandler const& handler);
   // Writes a record that lives while callers hold the handle. When the identical record is already
@@ -69,8 +70,8 @@ class AllocatedRowTable : public EntryTable<T> {
 
   // The registered handle, else the owned one, else empty.
   [[nodiscard]] Vek::Ptr<EntryHandle> entryLookup(Key const& key) const;
-  // Makes the table own the handle for the key, in place of any other; an empty one removes. Announces
-  // always.
+  // Makes the table own the handle for the key, in place of any other; an empty one removes.
+  // Announces always.
   void entryHandleIs(Key const& key, Vek::Ptr<EntryHandle> const& handle);
   // Creates a new handle, always, and enters it in both registries.
   Vek::Ptr<EntryHandle> entryHandleMutate(Key const& key);
@@ -94,8 +95,8 @@ class AllocatedRowTable : public EntryTable<T> {
 
   // Brings the hardware in line with the entry collection for one key. Not for callers.
   void handleEntry(Key const& key);
-  // A handle is at its end: removes the parked and the programmed record and the registration. Aborts
-  // when the key is not registered. Not for callers.
+  // A handle is at its end: removes the parked and the programmed record and the registration.
+  // Aborts when the key is not registered. Not for callers.
   void cleanupEntry(Key const& key);
 
  protected:
@@ -104,9 +105,9 @@ class AllocatedRowTable : public EntryTable<T> {
   AllocatedRowTable() = default;
   ~AllocatedRowTable() override = default;
 
-  // The destructor's work, done while the concrete table is still whole. Allocator and write-response
-  // reactor go before any per-key object, so that no answer meets a half-destroyed table; what the
-  // hardware holds stays in it.
+  // The destructor's work, done while the concrete table is still whole. Allocator and
+  // write-response reactor go before any per-key object, so that no answer meets a half-destroyed
+  // table; what the hardware holds stays in it.
   void takeApart();
 
  private:

@@ -1,8 +1,9 @@
 // The handle that a write returns: the entry's row and state, its key, and the caller's handler.
 //
-// One class per table. While callers (and, for committed entries, the table) hold a handle, its entry
-// lives; when the last reference goes, cleanup() removes everything that the table keeps for the key.
-// A handle does not keep its table alive; once the table is gone, its end does nothing more.
+// One class per table. While callers (and, for committed entries, the table) hold a handle, its
+// entry lives; when the last reference goes, cleanup() removes everything that the table keeps for
+// the key. A handle does not keep its table alive; once the table is gone, its end does nothing
+// more.
 //
 // The end of a handle is a destructor: an observer of the table, or a utility, that throws while it
 // runs ends the process.
@@ -10,8 +11,8 @@
 
 #include <cstdint>
 
-#include "OrviaL3Unicast/engine/WriteResponseHandler.h"
 #include "OrviaL3Unicast/engine/TableBase.h"
+#include "OrviaL3Unicast/engine/WriteResponseHandler.h"
 
 namespace OrviaL3Unicast::engine {
 
@@ -54,8 +55,8 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
   void writeResponseHandlerIs(WriteResponseHandler const& handler);
 
   // Removes what the table keeps for the key: the parked record, then the programmed one (with its
-  // hardware row), then, where the table registers handles, the registration, without which it aborts.
-  // Runs inside whatever dropped the last reference; the table announces each removal.
+  // hardware row), then, where the table registers handles, the registration, without which it
+  // aborts. Runs inside whatever dropped the last reference; the table announces each removal.
   void cleanup();
 
  private:

@@ -1,13 +1,13 @@
 // A table of single entries: every operation that the three entry tables share.
 //
-// Callers write a record under a key and get the key's handle; they remove the key when they are done.
-// A record waits, parked, until the entries it points at are programmed; then it enters the entry
-// collection and the table's utility is asked to write its row. The hardware's answer arrives on the
-// handle and reaches the caller's handler from there.
+// Callers write a record under a key and get the key's handle; they remove the key when they are
+// done. A record waits, parked, until the entries it points at are programmed; then it enters the
+// entry collection and the table's utility is asked to write its row. The hardware's answer arrives
+// on the handle and reaches the caller's handler from there.
 //
-// One thread. Anything may run inside an operation that announces: observers, response handlers, and
-// through them other operations of this table. Every operation tolerates that its key lives inside a
-// member that it removes, and holds a count on what it goes on using.
+// One thread. Anything may run inside an operation that announces: observers, response handlers,
+// and through them other operations of this table. Every operation tolerates that its key lives
+// inside a member that it removes, and holds a count on what it goes on using.
 //
 // Two kinds of entry tables complete this class: KeyRowTable, whose keys bring their hardware rows,
 // and AllocatedRowTable, which chooses rows itself.
@@ -23,8 +23,8 @@
 
 namespace OrviaL3Unicast::engine {
 
-// Tables that choose rows also take entries that live while callers hold their handle, and so keep a
-// registry of handles that they do not own.
+// Tables that choose rows also take entries that live while callers hold their handle, and so keep
+// a registry of handles that they do not own.
 template <class T>
 using HandleRegistry = std::conditional_t<T::ownsRows, RawHandleRegistry<T>, TableBase<T>>;
 
@@ -55,8 +55,8 @@ class EntryTable : public HandleRegistry<T> {
   // The handle of an identical record that is parked or programmed under the key, or empty. Drops a
   // parked record that differs. Aborts when there is such a record but no registered handle.
   Vek::Ptr<EntryHandle> lookupExistingEntry(Key const& key, Entry const& entry);
-  // A copy of the record that the table holds for the key: the parked one before the programmed one,
-  // a default one when there is none.
+  // A copy of the record that the table holds for the key: the parked one before the programmed
+  // one, a default one when there is none.
   [[nodiscard]] Entry getEntry(Key const& key) const;
   // A copy of the record in the entry collection, or a default one.
   [[nodiscard]] Entry entry(Key const& key) const;
@@ -74,10 +74,11 @@ class EntryTable : public HandleRegistry<T> {
   // --- The entry collection: what is ready for the hardware. Not for callers.
 
   // Stores the record; a changed one is programmed (handleEntry), then announced. The overwritten
-  // record is released last: what only it kept alive leaves the hardware after the new row is written.
+  // record is released last: what only it kept alive leaves the hardware after the new row is
+  // written.
   void entryIs(Key const& key, Entry const& entry);
-  // Takes the record out, programs the deletion, announces and returns it; a default one and nothing
-  // else when there was none.
+  // Takes the record out, programs the deletion, announces and returns it; a default one and
+  // nothing else when there was none.
   Entry entryDel(Key const& key);
 
   // --- Handles.

@@ -1,15 +1,17 @@
 // An entry table whose key is an entry handle of another table and brings the hardware row: the row
 // written is always the key's own.
 //
-// Every handle is owned by the table: entries live until entryRemove. The key must have a row and be
-// programmed when a record is committed under it.
+// Every handle is owned by the table: entries live until entryRemove. The key must have a row and
+// be programmed when a record is committed under it.
 //
 // Oddities that callers should know, all intended:
-// - A handle shows its key's row and state from the commit on, also while its record is still parked,
+// - A handle shows its key's row and state from the commit on, also while its record is still
+// parked,
 //   so its handler can be called with success before the hardware answered.
 // - After entryRemove a caller that still holds the handle keeps the programmed record in place.
-//   Committing the identical record then aborts ("expect a valid entryHandle, key: "), and the end of
-//   the old handle removes whatever the key has by then. Let go of the handle when you remove a key.
+//   Committing the identical record then aborts ("expect a valid entryHandle, key: "), and the end
+//   of the old handle removes whatever the key has by then. Let go of the handle when you remove a
+//   key.
 // - A handle's end leaves the key's pending reactor in the table; entryRemove takes it.
 #pragma once
 
@@ -27,8 +29,8 @@ class KeyRowTable : public EntryTable<T> {
 
   // Parks the record, and programs it before the call returns if all of its needed handles are
   // programmed. The key's present handler is replaced, also when the identical record is already
-  // there. Aborts with "expected a valid hwEntryIndex " when the key is empty or has no row, and with
-  // "expected entry state to be success" when it is not programmed.
+  // there. Aborts with "expected a valid hwEntryIndex " when the key is empty or has no row, and
+  // with "expected entry state to be success" when it is not programmed.
   Vek::Ptr<EntryHandle const> entryCommitWithResponseHandler(Key const& key, Entry const& entry,
                                                              WriteResponseHandler const& handler);
   // Offers noAutoRemove only.

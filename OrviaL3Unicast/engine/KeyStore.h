@@ -1,9 +1,9 @@
 // Where a table keeps everything it has for a key: one node per key, found with one probe.
 //
-// A table's collections (records, handles owned and registered, parked records, pending reactors) are
-// columns of one store instead of a hash table each. Each collection has a seed constant of its own;
-// the store probes with that of the handles. A node goes with its last column. Nodes never move, and a
-// walk of any collection follows the order in which the keys came.
+// A table's collections (records, handles owned and registered, parked records, pending reactors)
+// are columns of one store instead of a hash table each. Each collection has a seed constant of its
+// own; the store probes with that of the handles. A node goes with its last column. Nodes never
+// move, and a walk of any collection follows the order in which the keys came.
 #pragma once
 
 #include <optional>

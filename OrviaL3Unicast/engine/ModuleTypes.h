@@ -1,4 +1,5 @@
-// The framework types that every entry table's module lists, under the table's own numbers and names.
+// The framework types that every entry table's module lists, under the table's own numbers and
+// names.
 #pragma once
 
 #include <array>
@@ -18,7 +19,9 @@ constexpr auto entryTableTypes(Values const&... values) {
   constexpr Vek::VekType notifiee{&Vek::vekModule, Vek::VekNumbers::notifieeConst};
   using Utils = OrviaAsicUtils::AsicUtilsNumbers;
   return std::array<Vek::VekTypeInfo, 6 + sizeof...(Values)>{{
-      {T::numbers.table, T::qualifiedName.c_str(), {&OrviaAsicUtils::asicUtilsModule, Utils::swTable}},
+      {T::numbers.table,
+       T::qualifiedName.c_str(),
+       {&OrviaAsicUtils::asicUtilsModule, Utils::swTable}},
       {T::numbers.entryHandle,
        nestedName<T, "EntryHandle">.c_str(),
        {&Asic::asicModule, Asic::AsicNumbers::entryHandle}},
@@ -27,9 +30,10 @@ constexpr auto entryTableTypes(Values const&... values) {
        nestedName<T, "UnresolvedEntry">.c_str(),
        {&Vek::vekModule, Vek::VekNumbers::ptrInterface}},
       {T::numbers.neededEntryHandleSm,
-       nestedName<T, "UnresolvedEntry::NeededEntryHandleSm">.c_str(),
-       notifiee},
-      {T::numbers.util, utilName<T>.c_str(), {&OrviaAsicUtils::asicUtilsModule, Utils::swTableUtil}},
+       nestedName<T, "UnresolvedEntry::NeededEntryHandleSm">.c_str(), notifiee},
+      {T::numbers.util,
+       utilName<T>.c_str(),
+       {&OrviaAsicUtils::asicUtilsModule, Utils::swTableUtil}},
       values...,
   }};
 }

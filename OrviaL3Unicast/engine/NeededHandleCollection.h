@@ -1,8 +1,8 @@
 // The needed entry handles of a record: slot number -> counted reference to another table's handle.
 //
-// A slot is the attribute id of the derived field that its handle feeds. A slot never holds an empty
-// reference: setting one removes the slot. Iterates by ascending slot, so comparison depends on the
-// content alone. Holding a reference keeps the handle object alive, and nothing more.
+// A slot is the attribute id of the derived field that its handle feeds. A slot never holds an
+// empty reference: setting one removes the slot. Iterates by ascending slot, so comparison depends
+// on the content alone. Holding a reference keeps the handle object alive, and nothing more.
 #pragma once
 
 #include <compare>
@@ -54,8 +54,8 @@ class NeededHandleCollection {
     return handle != nullptr ? static_cast<std::uint16_t>((*handle)->hwEntryIndex().value()) : 0;
   }
 
-  // Fewer slots come first; then the first pair that differs decides, by slot number and then by the
-  // address of the handle object.
+  // Fewer slots come first; then the first pair that differs decides, by slot number and then by
+  // the address of the handle object.
   [[nodiscard]] std::strong_ordering compareNeededHandles(
       NeededHandleCollection const& other) const {
     if (this == &other) return std::strong_ordering::equal;

@@ -148,8 +148,7 @@ void NeededHandleTally<T>::entryHandleProgramSuccessCountIs(Vek::U16 count) {
 
 template <class T>
 void NeededHandleTally<T>::entryHandleProgramSuccessCountInc(Vek::U16 by) {
-  entryHandleProgramSuccessCountIs(
-      static_cast<Vek::U16>(entryHandleProgramSuccessCount_ + by));
+  entryHandleProgramSuccessCountIs(static_cast<Vek::U16>(entryHandleProgramSuccessCount_ + by));
 }
 
 }  // namespace OrviaL3Unicast::engine

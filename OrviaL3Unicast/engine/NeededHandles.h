@@ -1,8 +1,8 @@
 // The tally of programmed needed handles, and the watcher that feeds it.
 //
-// What waits for entries of other tables keeps one watcher per needed handle, keyed by the attribute
-// that the handle feeds. A watcher that sees its handle programmed (state success, in a known row)
-// counts itself; each change of the count runs the resolution step of whoever waits.
+// What waits for entries of other tables keeps one watcher per needed handle, keyed by the
+// attribute that the handle feeds. A watcher that sees its handle programmed (state success, in a
+// known row) counts itself; each change of the count runs the resolution step of whoever waits.
 //
 // The count is a plain tally of observations, compared with the needed number for equality. It is
 // deliberate that it can pass that number without stopping on it, and that, for entries, one handle
@@ -24,8 +24,7 @@ template <class T>
 class NeededHandleTally;
 
 template <class T>
-class NeededEntryHandleSm final
-    : public Vek::Tracked<NeededEntryHandleSm<T>, Vek::NotifieeConst> {
+class NeededEntryHandleSm final : public Vek::Tracked<NeededEntryHandleSm<T>, Vek::NotifieeConst> {
  public:
   using Handle = Asic::SwTable::EntryHandle;
   using Ptr = Vek::Ptr<NeededEntryHandleSm>;
@@ -115,8 +114,8 @@ class NeededHandleTally : public Vek::PtrInterface {
   }
 
  private:
-  // A removed watcher leaves an empty reference behind, so that counting the members of a wide block
-  // one after the other does not move the rest each time.
+  // A removed watcher leaves an empty reference behind, so that counting the members of a wide
+  // block one after the other does not move the rest each time.
   Vek::SmallMap<Vek::AttributeId, typename NeededEntryHandleSm::Ptr, 2> watchers_;
   Vek::U16 neededEntryHandleCount_ = 0;
   Vek::U16 entryHandleProgramSuccessCount_ = 0;

@@ -1,8 +1,8 @@
 // Whether a table answers its own writes.
 //
-// The environment variable PUBLISH_ENTRY_HANDLE_PROGRAMMED_STATE, set to a non-zero decimal integer,
-// makes a table mark a key's handle programmed after its write step instead of waiting for the
-// hardware's answer. Read once per table class and process, when the table first asks.
+// The environment variable PUBLISH_ENTRY_HANDLE_PROGRAMMED_STATE, set to a non-zero decimal
+// integer, makes a table mark a key's handle programmed after its write step instead of waiting for
+// the hardware's answer. Read once per table class and process, when the table first asks.
 #pragma once
 
 #include <cstdlib>

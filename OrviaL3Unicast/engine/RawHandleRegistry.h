@@ -1,9 +1,9 @@
 // The registry that lets a table find handles without owning them, in the tables that take
 // auto-removed entries.
 //
-// Every live handle of such a table is in it, whether or not the table also owns it: it lets the table
-// find a handle without keeping it alive. A handle is in it from its creation by the write path until
-// its cleanup(); a handle that ends without being in it is a programming error.
+// Every live handle of such a table is in it, whether or not the table also owns it: it lets the
+// table find a handle without keeping it alive. A handle is in it from its creation by the write
+// path until its cleanup(); a handle that ends without being in it is a programming error.
 #pragma once
 
 #include "OrviaL3Unicast/engine/TableBase.h"
@@ -16,8 +16,8 @@ class RawHandleRegistry : public TableBase<T> {
   using Key = typename T::Key;
   using EntryHandle = engine::EntryHandle<T>;
 
-  // The registered handle as a new counted reference, or empty. A handle whose end has begun counts as
-  // none: it is still registered while its entry is being removed, and observers may ask.
+  // The registered handle as a new counted reference, or empty. A handle whose end has begun counts
+  // as none: it is still registered while its entry is being removed, and observers may ask.
   [[nodiscard]] Vek::Ptr<EntryHandle> rawEntryHandle(Key const& key) const;
   [[nodiscard]] bool rawEntryHandleHas(Key const& key) const;
   // Registers, replacing any other; an empty pointer removes. Announces always.
@@ -34,8 +34,8 @@ class RawHandleRegistry : public TableBase<T> {
 
   // Who is registered for the key of a handle at its end; aborts when nobody is.
   EntryHandle const* expectRawEntryHandle(Key const& key) const;
-  // Whether the registration is still that one. If not, an observer of the removal has written the key
-  // again, and the key belongs to the new handle.
+  // Whether the registration is still that one. If not, an observer of the removal has written the
+  // key again, and the key belongs to the new handle.
   [[nodiscard]] bool stillRegistered(Key const& key, EntryHandle const* handle) const;
 };
 

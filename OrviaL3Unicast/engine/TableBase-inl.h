@@ -43,10 +43,11 @@ Vek::Ptr<EntryHandle<T>> TableBase<T>::entryHandleFactory(Key const& key, Table*
 }
 
 template <class T>
-inline constexpr auto utilSignature =
-    plumbing::signature<T>("Vek::Ptr<" + T::qualifiedName + "Util>", plumbing::FixedString("util"),
-                           plumbing::FixedString("")) +
-    " const";
+inline constexpr auto utilSignature = plumbing::signature<T>("Vek::Ptr<" + T::qualifiedName +
+                                                                 "Util>",
+                                                             plumbing::FixedString("util"),
+                                                             plumbing::FixedString("")) +
+                                      " const";
 
 template <class T>
 Vek::Ptr<typename T::Util> TableBase<T>::util() const {

@@ -55,8 +55,8 @@ class TableBase : public OrviaAsicUtils::SwTable {
   [[nodiscard]] Vek::VekType fwkType() const override;
   static Vek::VekType classType();
 
-  // The table's utility. Requires that one is set (utilIs) and that it is of the table's own utility
-  // class; aborts otherwise, naming both.
+  // The table's utility. Requires that one is set (utilIs) and that it is of the table's own
+  // utility class; aborts otherwise, naming both.
   [[nodiscard]] Vek::Ptr<Util> util() const;
 
   // Does nothing, in every table.
@@ -75,12 +75,14 @@ class TableBase : public OrviaAsicUtils::SwTable {
   TableBase();
   ~TableBase() override;
 
-  // The concrete table. Operations that notify hold a count on it: a handler may drop the last other.
+  // The concrete table. Operations that notify hold a count on it: a handler may drop the last
+  // other.
   [[nodiscard]] Table& table();
   [[nodiscard]] Table const& table() const;
 
   void announceKey(Vek::AttributeId attribute, Key const& key) {
-    if (!this->isWatched()) [[likely]] return;
+    if (!this->isWatched()) [[likely]]
+      return;
     Key const copy = key;  // the member that carries the key may go while it is announced
     this->announce(attribute, &copy);
   }

@@ -1,7 +1,8 @@
 // What a table is, as one struct: the only thing that the shared engine knows of a concrete table.
 //
-// A traits struct T says the table's key, record and utility, its names, its module and type numbers,
-// whether it owns hardware rows and whether its keys are blocks. Everything else follows from it.
+// A traits struct T says the table's key, record and utility, its names, its module and type
+// numbers, whether it owns hardware rows and whether its keys are blocks. Everything else follows
+// from it.
 #pragma once
 
 #include <concepts>

@@ -3,9 +3,9 @@
 // The operations only start their work; the hardware's answer comes later, also for a table whose
 // utility is asked from within a notification. An answer from within hwTableEntryIs is allowed.
 //
-// T::HwKey says where a row is: the key that brings its row, or the row itself. A plug-in for a table
-// that chooses its rows ignores, and counts, a delete at the invalid index: it is what a table asks for
-// when the entry never got a row.
+// T::HwKey says where a row is: the key that brings its row, or the row itself. A plug-in for a
+// table that chooses its rows ignores, and counts, a delete at the invalid index: it is what a
+// table asks for when the entry never got a row.
 #pragma once
 
 #include "OrviaAsicUtils/SwTableUtil.h"

@@ -77,7 +77,8 @@ void EntryTable<T>::unresolvedEntryDelAll() {
   unresolvedEntries_.walk([this](UnresolvedEntry& entry) { unresolvedEntryDel(entry.key()); });
   // Whatever observers put back meanwhile goes without another word.
   while (UnresolvedEntry* left = unresolvedEntries_.first()) {
-    typename UnresolvedEntry::Ptr const taken = takeUnresolvedEntry(*this->store_.find(left->key()));
+    typename UnresolvedEntry::Ptr const taken =
+        takeUnresolvedEntry(*this->store_.find(left->key()));
   }
 }
 

@@ -1,9 +1,9 @@
 // A record that waits until every entry it points at is programmed.
 //
-// One per key at most. Holds a copy of what the caller wrote and one watcher per needed handle; when
-// the tally is complete it starts the key's pending reactor, puts the record into the table's entry
-// collection and leaves the table. Nothing times out: a needed handle that is refused or never
-// programmed leaves the record waiting.
+// One per key at most. Holds a copy of what the caller wrote and one watcher per needed handle;
+// when the tally is complete it starts the key's pending reactor, puts the record into the table's
+// entry collection and leaves the table. Nothing times out: a needed handle that is refused or
+// never programmed leaves the record waiting.
 //
 // In the write path's traces a parked record is called a "pending entry".
 #pragma once
@@ -35,15 +35,16 @@ class UnresolvedEntry final : public Vek::Tracked<UnresolvedEntry<T>, NeededHand
   [[nodiscard]] Key const& key() const { return key_; }
   // The parked record.
   [[nodiscard]] Entry const& entry() const { return entry_; }
-  // The table in whose collection this is, or none. A record that was taken out of its table (because
-  // another was written, or the key removed) is never written any more, even if its holder lives on.
+  // The table in whose collection this is, or none. A record that was taken out of its table
+  // (because another was written, or the key removed) is never written any more, even if its holder
+  // lives on.
   [[nodiscard]] Table* table() const { return table_; }
 
   // Takes the record and starts a watcher for each needed handle. When all are programmed already,
-  // the record is written and this leaves the table before the call returns; handlers may run inside.
-  // Called again (the same record written twice) it leaves the count as it is and makes new watchers
-  // for the handles whose watchers have counted and so left: those count again. So a second write can
-  // complete the tally before every handle is programmed; intended.
+  // the record is written and this leaves the table before the call returns; handlers may run
+  // inside. Called again (the same record written twice) it leaves the count as it is and makes new
+  // watchers for the handles whose watchers have counted and so left: those count again. So a
+  // second write can complete the tally before every handle is programmed; intended.
   void initializeUnresolvedEntry(Entry const& entry);
   void handleEntryHandleProgramSuccessCount() override;
 

@@ -66,9 +66,9 @@ typename T::Entry EntryTable<T>::getEntry(Key const& key) const {
 }
 
 template <class T>
-inline constexpr auto entryRemoveSignature = plumbing::signature<T>(
-    plumbing::FixedString("void"), plumbing::FixedString("entryRemove"),
-    "const " + T::keyText + "&");
+inline constexpr auto entryRemoveSignature =
+    plumbing::signature<T>(plumbing::FixedString("void"), plumbing::FixedString("entryRemove"),
+                           "const " + T::keyText + "&");
 
 template <class T>
 void EntryTable<T>::entryRemove(Key const& keyOfCaller) {

@@ -18,7 +18,8 @@ class IndexValue {
  public:
   constexpr IndexValue() = default;
   // Implicit on purpose: written as a plain number.
-  constexpr IndexValue(std::uint32_t value) : value_(value) {}  // NOLINT(google-explicit-constructor)
+  constexpr IndexValue(std::uint32_t value)
+      : value_(value) {}  // NOLINT(google-explicit-constructor)
 
   [[nodiscard]] constexpr std::uint32_t value() const { return value_; }
   [[nodiscard]] constexpr std::uint32_t hash(unsigned seed) const {

@@ -1,4 +1,5 @@
-// A record says its attributes once, as a constexpr table; equality, ordering and text follow from it.
+// A record says its attributes once, as a constexpr table; equality, ordering and text follow from
+// it.
 //
 // The table is a tuple of rows in declaration order: stored(id, name, &Fields::member) for a scalar
 // that the record stores, other(id, name, kind) for the rest. The stored rows, in that order, are

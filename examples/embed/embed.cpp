@@ -1,5 +1,5 @@
-// An agent in one file: brings its own utility for the ingress next-hop table, writes one next hop, and
-// hears what the hardware said.
+// An agent in one file: brings its own utility for the ingress next-hop table, writes one next hop,
+// and hears what the hardware said.
 #include <cstdio>
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
@@ -20,8 +20,7 @@ class PrintingUtil final : public OrviaL3Unicast::IngL3NextHop1TableUtil {
                                               Key const& key) const override {
     return key->hwEntryIndex();
   }
-  void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const&, Key const& key,
-                      Entry const& entry) override {
+  void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const&, Key const& key, Entry const& entry) override {
     std::printf("write row %u: interface %u, MTU profile %u\n", key->hwEntryIndex().value(),
                 unsigned{entry.l3Oif1()}, unsigned{entry.mtuProfilePtr()});
   }
@@ -49,8 +48,8 @@ int main() {
   table->hwTableIs(new Asic::HwTable);
   table->hwTableReadyIs(true);
 
-  // The next hop's row is reserved (programmed, as far as anyone can tell); interface and MTU profile
-  // have rows, but the hardware has not confirmed them yet.
+  // The next hop's row is reserved (programmed, as far as anyone can tell); interface and MTU
+  // profile have rows, but the hardware has not confirmed them yet.
   Vek::Ptr<Handle> const key = entryAt(40);
   key->entryStateIs(Asic::HwTable::success());
   Vek::Ptr<Handle> const interface = entryAt(7);

@@ -11,7 +11,8 @@ class BlockSize {
  public:
   constexpr BlockSize() = default;
   // Implicit on purpose: a block size is written as a plain number by callers.
-  constexpr BlockSize(std::uint16_t value) : value_(value) {}  // NOLINT(google-explicit-constructor)
+  constexpr BlockSize(std::uint16_t value)
+      : value_(value) {}  // NOLINT(google-explicit-constructor)
 
   [[nodiscard]] constexpr std::uint16_t value() const { return value_; }
 

@@ -1,7 +1,7 @@
 // One hardware table, as the tables and the plug-ins share it.
 //
-// Tables never call it: they hold it and hand it to their utility. A plug-in derives from it to keep
-// what it needs, and reports the hardware's answers with writeResponseIs().
+// Tables never call it: they hold it and hand it to their utility. A plug-in derives from it to
+// keep what it needs, and reports the hardware's answers with writeResponseIs().
 #pragma once
 
 #include <cstdint>
@@ -35,8 +35,8 @@ class VEK_EXPORT HwTable : public Vek::Tracked<HwTable, Vek::PtrInterface> {
   static Vek::VekType classType();
   static constexpr char const* typeName() { return "Asic::HwTable"; }
 
-  // The hardware answered a write of `row`. Announced to the write-response reactors of the tables on
-  // this hardware table (writeResponse, with the WriteResponse as key); handlers run inside.
+  // The hardware answered a write of `row`. Announced to the write-response reactors of the tables
+  // on this hardware table (writeResponse, with the WriteResponse as key); handlers run inside.
   void writeResponseIs(Index row, EntryState state);
 };
 

@@ -10,8 +10,8 @@ namespace Asic {
 class VEK_EXPORT SwTable : public Vek::Entity {
  public:
   // An entry as its callers and the entries of other tables see it: hardware row and state. Starts
-  // without a row, in the state not yet answered. The setters announce changed values only; reactors
-  // (response handlers, the resolution of waiting entries) run inside them.
+  // without a row, in the state not yet answered. The setters announce changed values only;
+  // reactors (response handlers, the resolution of waiting entries) run inside them.
   class VEK_EXPORT EntryHandle : public Vek::Tracked<EntryHandle, Vek::PtrInterface> {
    public:
     using Ptr = Vek::Ptr<EntryHandle>;

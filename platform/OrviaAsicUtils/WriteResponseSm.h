@@ -2,8 +2,8 @@
 //
 // Watches the hardware table that the given table has when the reactor is made. For every write
 // response it asks the table for the handle of the answered row and sets the handle's row, then its
-// state; a response for a row that no entry owns changes nothing. The link to the table does not keep
-// it alive; the table clears it when it dies, and answers change nothing from then on.
+// state; a response for a row that no entry owns changes nothing. The link to the table does not
+// keep it alive; the table clears it when it dies, and answers change nothing from then on.
 #pragma once
 
 #include "OrviaAsicUtils/SwTable.h"

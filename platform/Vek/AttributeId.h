@@ -1,7 +1,8 @@
 // The number under which an object announces a change of one of its attributes.
 //
-// 32 bits wide everywhere, also in a ring-buffer record. The same type names a needed-handle slot of
-// a record and a member position of a block, since a watcher is keyed by the attribute it serves.
+// 32 bits wide everywhere, also in a ring-buffer record. The same type names a needed-handle slot
+// of a record and a member position of a block, since a watcher is keyed by the attribute it
+// serves.
 #pragma once
 
 #include <compare>
@@ -14,7 +15,8 @@ class AttributeId {
  public:
   constexpr AttributeId() = default;
   // Implicit on purpose: identifiers are written as plain numbers where an attribute is declared.
-  constexpr AttributeId(std::uint32_t value) : value_(value) {}  // NOLINT(google-explicit-constructor)
+  constexpr AttributeId(std::uint32_t value)
+      : value_(value) {}  // NOLINT(google-explicit-constructor)
 
   [[nodiscard]] constexpr std::uint32_t value() const { return value_; }
 

@@ -4,7 +4,8 @@
 // chain when it starts, in the order in which they joined; members that leave meanwhile are skipped
 // and members that join meanwhile are not visited. Walks nest. The chain must outlive its walks.
 //
-// T offers its links through a hook: `ChainHook<T>& hook(T&)` found by Hook::of(T&). Not thread-safe.
+// T offers its links through a hook: `ChainHook<T>& hook(T&)` found by Hook::of(T&). Not
+// thread-safe.
 #pragma once
 
 #include <utility>

@@ -1,7 +1,7 @@
 // Unsigned integers of a given number of bits: U1, U2, U4, U5, U10, U14.
 //
-// Stored in the smallest whole number of bytes. A value that does not fit raises Vek::RangeException
-// naming type and value. The text form is the decimal number.
+// Stored in the smallest whole number of bytes. A value that does not fit raises
+// Vek::RangeException naming type and value. The text form is the decimal number.
 #pragma once
 
 #include <compare>
@@ -19,8 +19,7 @@ namespace Vek {
 using U16 = std::uint16_t;
 
 template <unsigned Bits>
-  requires(Bits >= 1 && Bits <= 16)
-class FixedWidth {
+requires(Bits >= 1 && Bits <= 16) class FixedWidth {
  public:
   using Storage = std::conditional_t<(Bits <= 8), std::uint8_t, std::uint16_t>;
   static constexpr unsigned bits = Bits;

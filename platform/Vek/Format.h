@@ -1,7 +1,7 @@
-// Vek::format: the framework's text formatting. Each "%s" or "%u" of the text is replaced by the next
-// argument in its stream output; "%%" stands for a percent sign. Argument types are checked by the
-// language, so "%u" and "%s" differ only for the reader. A text that asks for more arguments than
-// there are, or for fewer, raises Vek::Exception.
+// Vek::format: the framework's text formatting. Each "%s" or "%u" of the text is replaced by the
+// next argument in its stream output; "%%" stands for a percent sign. Argument types are checked by
+// the language, so "%u" and "%s" differ only for the reader. A text that asks for more arguments
+// than there are, or for fewer, raises Vek::Exception.
 #pragma once
 
 #include <sstream>

@@ -1,7 +1,7 @@
 // Hashing for keyed collections.
 //
-// Every collection has a seed constant of its own, mixed with one process-wide seed, so that one key
-// hashes differently in each. hashMix is a 64-bit multiply-and-fold.
+// Every collection has a seed constant of its own, mixed with one process-wide seed, so that one
+// key hashes differently in each. hashMix is a 64-bit multiply-and-fold.
 #pragma once
 
 #include <cstdint>

@@ -8,8 +8,8 @@
 // Two ways to walk: iterators assert that the key set does not change meanwhile; walk() tolerates
 // every change, visits the nodes that are there when it starts and skips those that went.
 //
-// Hash is a function object `std::uint32_t operator()(Key const&, unsigned seed) const`; Seed is the
-// collection's own constant. Not thread-safe.
+// Hash is a function object `std::uint32_t operator()(Key const&, unsigned seed) const`; Seed is
+// the collection's own constant. Not thread-safe.
 #pragma once
 
 #include <cstddef>

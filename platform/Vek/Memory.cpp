@@ -58,7 +58,8 @@ constinit char* chunkEnd = nullptr;
 
 void* takeMemory(std::size_t size) {
   std::size_t const index = (size + granule - 1) / granule;
-  if (index >= classes) [[unlikely]] return ::operator new(size);
+  if (index >= classes) [[unlikely]]
+    return ::operator new(size);
   if (FreeBlock* block = freeBlocks[index]) {
     freeBlocks[index] = block->next;
     return block;

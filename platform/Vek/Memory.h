@@ -40,8 +40,8 @@ VEK_EXPORT std::uint64_t vekLiveObjects(std::string_view typeName);
 VEK_EXPORT std::vector<TypeAllocation> vekTypeAllocations();
 
 // Inserted between a class and its base, makes `new` and `delete` of the class go through the
-// allocator above: class Foo : public Tracked<Foo, Base>. Foo::typeName() names it. In a hierarchy the
-// most derived class that does so is the one that counts.
+// allocator above: class Foo : public Tracked<Foo, Base>. Foo::typeName() names it. In a hierarchy
+// the most derived class that does so is the one that counts.
 template <class Self, class Base>
 class Tracked : public Base {
  public:

@@ -2,8 +2,9 @@
 //
 // Life: notifierIs(object) says what to watch, isRegisteredNotifieeIs(true) enters the reactor into
 // the object's list, hasNotificationActiveIs(true) lets announcements through. The link to the
-// notifier does not keep it alive: when the notifier dies, the link is cleared and onZeroReferences()
-// is called. A reactor leaves its notifier's list when it is destroyed or re-targeted.
+// notifier does not keep it alive: when the notifier dies, the link is cleared and
+// onZeroReferences() is called. A reactor leaves its notifier's list when it is destroyed or
+// re-targeted.
 //
 // Zombies: vekDoZombieReactors(true) marks the reactor for deletion and switches its notifications
 // off; (false) takes both back.

@@ -26,13 +26,13 @@ class Ptr {
   Ptr(Ptr const& other) : object_(other.object_) { acquire(); }
   Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Ptr(Ptr<U> const& other) : object_(other.get()) {  // NOLINT(google-explicit-constructor)
+  requires std::is_convertible_v<U*, T*> Ptr(Ptr<U> const& other)
+      : object_(other.get()) {  // NOLINT(google-explicit-constructor)
     acquire();
   }
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Ptr(Ptr<U>&& other) noexcept : object_(other.detach()) {}  // NOLINT(google-explicit-constructor)
+  requires std::is_convertible_v<U*, T*> Ptr(Ptr<U>&& other)
+  noexcept : object_(other.detach()) {}  // NOLINT(google-explicit-constructor)
   ~Ptr() { release(); }
 
   // The old object is released last, when this reference already shows the new one: what its end

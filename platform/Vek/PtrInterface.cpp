@@ -82,7 +82,8 @@ void NotifieeConst::vekDoZombieReactors(bool zombie) {
 }
 
 void NotifieeConst::notifierIs(PtrInterface const* notifier) {
-  // In the list from now on, registered or not: that is how the notifier clears the link when it dies.
+  // In the list from now on, registered or not: that is how the notifier clears the link when it
+  // dies.
   if (notifier_ != nullptr) notifier_->notifieeList()->notifiees_.remove(*this);
   isRegisteredNotifiee_ = false;
   notifier_ = notifier != nullptr && !notifier->ending_ ? notifier : nullptr;

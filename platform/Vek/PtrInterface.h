@@ -3,9 +3,9 @@
 // PtrInterface carries an intrusive reference count and the list of the reactors that watch the
 // object. Vek::Ptr counts; when the last reference goes, handleZeroRef() destroys the object. An
 // object under destruction may still announce and be referred to for a moment: such references
-// never destroy it a second time, and whoever keeps one must ask isEnding() first. Objects live on the heap and are held by
-// counted references before they announce: a visit holds one of its own, and letting that go would
-// otherwise be the end of the object.
+// never destroy it a second time, and whoever keeps one must ask isEnding() first. Objects live on
+// the heap and are held by counted references before they announce: a visit holds one of its own,
+// and letting that go would otherwise be the end of the object.
 //
 // A setter announces its change with notifieeList()->visit(attributeId[, key]). The announcement is
 // synchronous: every reactor runs inside the setter, in the order of registration. What may run
@@ -45,7 +45,8 @@ class VEK_EXPORT NotifieeList {
  public:
   // Announces a change; for a collection member `key` points to the changed key.
   void visit(AttributeId attributeId, void const* key = nullptr) {
-    if (!notifiees_.empty()) [[unlikely]] visitAll(attributeId, key);
+    if (!notifiees_.empty()) [[unlikely]]
+      visitAll(attributeId, key);
   }
   [[nodiscard]] bool empty() const { return notifiees_.empty(); }
 
@@ -97,7 +98,8 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
   }
   void deleteRef() const {
     if (threadSafePointers()) [[unlikely]] {
-      if (std::atomic_ref<std::uint32_t>(references_).fetch_sub(1, std::memory_order_acq_rel) != 1) {
+      if (std::atomic_ref<std::uint32_t>(references_).fetch_sub(1, std::memory_order_acq_rel) !=
+          1) {
         return;
       }
     } else if (--references_ != 0) {
@@ -133,8 +135,8 @@ class VEK_EXPORT PtrInterface : private NotifieeList {
   friend class NotifieeList;
   friend NotifieeConst;
 
-  // The count of an object under destruction: far from zero, so that references which its end takes and
-  // drops never reach it.
+  // The count of an object under destruction: far from zero, so that references which its end takes
+  // and drops never reach it.
   static constexpr std::uint32_t dyingReferences = 1U << 30;
 
   void deleteRefWithoutEnd() const;

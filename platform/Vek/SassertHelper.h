@@ -1,11 +1,12 @@
 // Assertions for programming errors: a message on standard error, then the C library's assertion
 // failure.
 //
-//   if (!handle) SassertHelper("entryHandleExists( key )", where) << "expect a valid handle, key: " << key;
+//   if (!handle) SassertHelper("entryHandleExists( key )", where) << "expect a valid handle, key: "
+//   << key;
 //
 // The temporary collects the message and its destructor ends the process, so the operands are
-// evaluated only on failure. Standard error shows "<condition>: <message>"; the abort names the quoted
-// condition followed by ` == nullptr`, the source unit, the line and the function as given.
+// evaluated only on failure. Standard error shows "<condition>: <message>"; the abort names the
+// quoted condition followed by ` == nullptr`, the source unit, the line and the function as given.
 #pragma once
 
 #include <sstream>

@@ -1,8 +1,8 @@
 // A small ordered map, for collections that are part of a value.
 //
 // Iterates by ascending key, so equal contents iterate alike whatever the order of insertion. Up to
-// `Inline` members are kept in the object itself; more move to the heap. version() counts changes of
-// the key set; an iterator asserts that it did not change since the iterator was made.
+// `Inline` members are kept in the object itself; more move to the heap. version() counts changes
+// of the key set; an iterator asserts that it did not change since the iterator was made.
 #pragma once
 
 #include <algorithm>
@@ -59,7 +59,8 @@ class SmallMap {
   SmallMap() = default;
   SmallMap(SmallMap const& other)
       : inline_(other.inline_), heap_(other.heap_), size_(other.size_), version_(other.version_) {}
-  // Not memberwise: where the members are follows from the heap's capacity, which a copy would keep.
+  // Not memberwise: where the members are follows from the heap's capacity, which a copy would
+  // keep.
   SmallMap& operator=(SmallMap const& other) {
     SmallMap(other).swap(*this);
     return *this;

@@ -16,9 +16,9 @@ class String {
   using IteratorConst = std::string::const_iterator;
 
   String() = default;
-  String(char const* text) : text_(text) {}              // NOLINT(google-explicit-constructor)
-  String(std::string text) : text_(std::move(text)) {}   // NOLINT(google-explicit-constructor)
-  String(std::string_view text) : text_(text) {}         // NOLINT(google-explicit-constructor)
+  String(char const* text) : text_(text) {}             // NOLINT(google-explicit-constructor)
+  String(std::string text) : text_(std::move(text)) {}  // NOLINT(google-explicit-constructor)
+  String(std::string_view text) : text_(text) {}        // NOLINT(google-explicit-constructor)
 
   operator std::string const&() const { return text_; }  // NOLINT(google-explicit-constructor)
   [[nodiscard]] std::string const& str() const { return text_; }

@@ -11,7 +11,8 @@
 // - name(): the utility's name;
 // - row(where): the row that a write names, where being the traits' HwKey by value;
 // - boundRow(table, key): the row that the key has now, or the invalid index;
-// - deliver(table, window, where, row, state): hands an answer on; there is no table once it is gone.
+// - deliver(table, window, where, row, state): hands an answer on; there is no table once it is
+// gone.
 #pragma once
 
 #include <cstdint>

@@ -98,7 +98,8 @@ TEST(AgentBinary, ShowsGroupsBehindTheTable) {
 }
 
 TEST(AgentBinary, ListsRefusedRows) {
-  Ended const ended = agent("replay " + stream("forms.0.fpm") + " --ecmp-rows 1 --refuse-row 2 9 --answer now");
+  Ended const ended =
+      agent("replay " + stream("forms.0.fpm") + " --ecmp-rows 1 --refuse-row 2 9 --answer now");
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_TRUE(contains(ended.output,
                        "Refused by the hardware\n"

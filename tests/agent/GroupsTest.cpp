@@ -82,8 +82,9 @@ TEST_F(GroupsTest, TakeRowsByTheirWeightsWithoutTheCommonDivisor) {
 }
 
 TEST_F(GroupsTest, ShareABlockWhenTheyAreEqualInAnotherOrder) {
-  Report const report = run(three + announce(9, 3, "10.0.2.2") +
-                            announceGroup(20, {{1, 0}, {2, 1}}) + announceGroup(21, {{9, 3}, {1, 1}}));
+  Report const report =
+      run(three + announce(9, 3, "10.0.2.2") + announceGroup(20, {{1, 0}, {2, 1}}) +
+          announceGroup(21, {{9, 3}, {1, 1}}));
   EXPECT_EQ(report.groups.blocks, 1U);
   EXPECT_EQ(report.groups.nextHops, 2U);
   EXPECT_EQ(group(report, 20).contents, group(report, 21).contents);
@@ -138,8 +139,7 @@ TEST_F(GroupsTest, AreParkedInTheirTableUntilInterfacesAreThere) {
 }
 
 TEST_F(GroupsTest, WithMembersThatDropAreNotProgrammed) {
-  Report const report =
-      run(three + announceBlackhole(8) + announceGroup(20, {{1, 0}, {8, 0}}));
+  Report const report = run(three + announceBlackhole(8) + announceGroup(20, {{1, 0}, {8, 0}}));
   EXPECT_EQ(state(report, 20), State::blackhole);
   EXPECT_EQ(group(report, 20).ids, (std::vector<std::uint32_t>{8}));
   EXPECT_EQ(report.groups.nextHopTable.hardware.writes, 0U);
@@ -157,9 +157,8 @@ TEST_F(GroupsTest, WithMembersThatDropAreNotProgrammed) {
 }
 
 TEST_F(GroupsTest, LeaveFromTheTop) {
-  Report const report =
-      run(three + announceGroup(20, {{1, 0}, {2, 0}}) + announceGroup(21, {{2, 0}, {3, 0}}) +
-          idle(4) + withdraw(20));
+  Report const report = run(three + announceGroup(20, {{1, 0}, {2, 0}}) +
+                            announceGroup(21, {{2, 0}, {3, 0}}) + idle(4) + withdraw(20));
   EXPECT_EQ(report.groups.blocks, 1U);
   EXPECT_EQ(report.groups.nextHops, 2U);
   EXPECT_EQ(report.groups.nextHopTable.hardware.deletes, 1U);
@@ -212,8 +211,8 @@ TEST_P(Swaps, KeepTheRowAndLetTheOldBlockGo) {
 }
 
 TEST_P(Swaps, FollowAMemberThatChanges) {
-  Report const report = run(three + announceGroup(20, {{1, 0}, {2, 0}}) + idle(4) +
-                            announce(1, 9, "10.0.9.9"));
+  Report const report =
+      run(three + announceGroup(20, {{1, 0}, {2, 0}}) + idle(4) + announce(1, 9, "10.0.9.9"));
   EXPECT_EQ(state(report, 20), State::programmed);
   EXPECT_EQ(interfaces(group(report, 20)), (Interfaces{3, 9}));
   EXPECT_EQ(report.groups.nextHops, 2U);
@@ -313,8 +312,8 @@ TEST_F(GroupsTest, KeepTheOldBlockWhenTheNewOneDoesNotFit) {
 
 TEST_F(GroupsTest, ShowTheWayFromTheGroupToTheInterface) {
   options.interfaceDelay = 0;
-  Report const report = run(three + announceGroup(20, {{1, 1}, {2, 0}}) +
-                            announceGroup(30, {{1, 0}, {77, 0}}));
+  Report const report =
+      run(three + announceGroup(20, {{1, 1}, {2, 0}}) + announceGroup(30, {{1, 0}, {77, 0}}));
   EXPECT_EQ(showText(report.groups),
             "group 20, row 1: programmed; 3 paths from member row 0\n"
             "  member row 0 -> next-hop row 1 (10.0.1.2) -> interface 2, l3Oif1 1\n"

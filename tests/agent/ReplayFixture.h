@@ -108,8 +108,8 @@ inline void expectNothingLeft(Replay const& replay) {
   EXPECT_EQ(replay.memberTable().unresolvedEntryBlocks(), 0U);
   EXPECT_EQ(replay.ecmpTable().entrys(), 0U);
   EXPECT_EQ(replay.ecmpTable().unresolvedEntrys(), 0U);
-  for (TableUse const* use : {&report.groups.nextHopTable, &report.groups.memberTable,
-                              &report.groups.groupTable}) {
+  for (TableUse const* use :
+       {&report.groups.nextHopTable, &report.groups.memberTable, &report.groups.groupTable}) {
     EXPECT_EQ(use->inUse, 0U);
     EXPECT_EQ(use->rowsInForce, 0U);
   }
