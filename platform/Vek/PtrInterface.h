@@ -40,7 +40,8 @@ VEK_EXPORT void threadSafePointersIs(bool on);
 class NotifieeConst;
 class PtrInterface;
 
-// The reactors registered with one object, in the order of their registration.
+// The reactors that have one object as their notifier. Those that are registered come in the order of
+// their registration.
 class VEK_EXPORT NotifieeList {
  public:
   // Announces a change; for a collection member `key` points to the changed key.
@@ -48,6 +49,7 @@ class VEK_EXPORT NotifieeList {
     if (!notifiees_.empty()) [[unlikely]]
       visitAll(attributeId, key);
   }
+  // Whether no reactor has the object as its notifier, registered or not.
   [[nodiscard]] bool empty() const { return notifiees_.empty(); }
 
  private:
