@@ -9,6 +9,7 @@ namespace OrviaL3Unicast::engine {
 
 template <class T>
 void AllocatedRowTable<T>::doInitComplete() {
+  Vek::Ptr<Table> const alive(&this->table());
   firstFreeIndexAllocatorIs(this->numEntries());
   firstFreeIndexAllocator_->reserveIndices(0, 0);
   if (this->hwTable()) writeResponseSmIs(&this->table());
@@ -127,7 +128,9 @@ void AllocatedRowTable<T>::entryHandleIs(Key const& key, Vek::Ptr<EntryHandle> c
 }
 
 template <class T>
-Vek::Ptr<EntryHandle<T>> AllocatedRowTable<T>::entryHandleMutate(Key const& key) {
+Vek::Ptr<EntryHandle<T>> AllocatedRowTable<T>::entryHandleMutate(Key const& keyOfCaller) {
+  Vek::Ptr<Table> const alive(&this->table());
+  Key const key = keyOfCaller;
   Vek::Ptr<EntryHandle> const made = this->entryHandleFactory(key, &this->table());
   entryHandleIs(key, made);
   this->rawEntryHandleIs(key, made.get());
@@ -165,6 +168,7 @@ Vek::Ptr<Asic::FirstFreeIndexAllocator> AllocatedRowTable<T>::firstFreeIndexAllo
 template <class T>
 Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmIs(
     Vek::Ptr<OrviaAsicUtils::SwTable> const& table) {
+  Vek::Ptr<Table> const alive(&this->table());
   if (writeResponseSm_ && writeResponseSm_->table() == table.get()) return writeResponseSm_;
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> const made =
       OrviaAsicUtils::WriteResponseSm::WriteResponseSmIs(table);
@@ -178,6 +182,7 @@ Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmI
 
 template <class T>
 Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmDel() {
+  Vek::Ptr<Table> const alive(&this->table());
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> taken;
   taken.swap(writeResponseSm_);
   if (!taken) return {};

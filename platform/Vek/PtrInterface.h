@@ -40,8 +40,8 @@ VEK_EXPORT void threadSafePointersIs(bool on);
 class NotifieeConst;
 class PtrInterface;
 
-// The reactors that have one object as their notifier. Those that are registered come in the order of
-// their registration.
+// The reactors that have one object as their notifier. Those that are registered come in the order
+// of their registration.
 class VEK_EXPORT NotifieeList {
  public:
   // Announces a change; for a collection member `key` points to the changed key.
