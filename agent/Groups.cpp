@@ -128,6 +128,8 @@ std::vector<Fpm::NextHop> Groups::resolve(Group& group) const {
 // How many rows each member gets.
 std::vector<std::uint32_t> Groups::rowsOfMembers(Fpm::NextHopGroup const& group) {
   std::vector<std::uint32_t> rows;
+  if (group.members.empty()) return rows;
+  rows.reserve(group.members.size());
   std::uint32_t divisor = 0;
   for (Fpm::NextHopGroup::Member const& member : group.members) {
     rows.push_back(member.weightByte + 1U);
@@ -140,6 +142,7 @@ std::vector<std::uint32_t> Groups::rowsOfMembers(Fpm::NextHopGroup const& group)
   // Too wide: rows in proportion, at least one each.
   ++counts_.scaled;
   std::vector<std::uint32_t> scaled;
+  scaled.reserve(rows.size());
   for (std::uint32_t const count : rows) scaled.push_back(std::max(1U, count * maxWidth_ / sum));
   std::uint32_t width = std::accumulate(scaled.begin(), scaled.end(), 0U);
   for (; width > maxWidth_; --width) --*std::max_element(scaled.begin(), scaled.end());
@@ -288,7 +291,8 @@ void Groups::noRoom() {
 
 // What of the group's latest record is ready and found no row.
 std::string Groups::obstacleOf(Group const& group) const {
-  using namespace OrviaL3Unicast;
+  using OrviaL3Unicast::L3EcmpEntryBlock;
+  using OrviaL3Unicast::L3EcmpGroupTraits;
   Asic::Index const none = Asic::Index::invalidIndex();
   if (std::any_of(
           group.chain.hops.begin(), group.chain.hops.end(),

@@ -45,7 +45,7 @@ NextHops::Obstacle NextHops::place(NextHop& nextHop) {
   if (!nextHop.key) nextHop.key = RowKey::rowKeyIs(rows_);
   if (!nextHop.key) return Obstacle::row;
 
-  Table::Entry const record =
+  auto const record =
       nextHopRecord<Table::Entry>(nextHop.contents, *adjacency, interface, mtuProfile);
   nextHop.handle = commitTime_.measure([&] { return table_->entryCommit(nextHop.key, record); });
   if (parked(nextHop)) {

@@ -4,6 +4,8 @@
 // done. A record waits, parked, until the entries it points at are programmed; then it enters the
 // entry collection and the table's utility is asked to write its row. The hardware's answer arrives
 // on the handle and reaches the caller's handler from there.
+// A record that points at nothing is parked for ever: nothing would tell the table that it is
+// ready.
 //
 // One thread. Anything may run inside an operation that announces: observers, response handlers,
 // and through them other operations of this table. Every operation tolerates that its key lives

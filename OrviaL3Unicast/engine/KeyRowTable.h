@@ -5,9 +5,8 @@
 // be programmed when a record is committed under it.
 //
 // Oddities that callers should know, all intended:
-// - A handle shows its key's row and state from the commit on, also while its record is still
-// parked,
-//   so its handler can be called with success before the hardware answered.
+// - A handle shows its key's row and state from the commit on, even while its record is parked, so
+//   its handler can be called with success before the hardware answered.
 // - After entryRemove a caller that still holds the handle keeps the programmed record in place.
 //   Committing the identical record then aborts ("expect a valid entryHandle, key: "), and the end
 //   of the old handle removes whatever the key has by then. Let go of the handle when you remove a

@@ -21,7 +21,8 @@ class TableUtil : public OrviaAsicUtils::SwTableUtil {
   using HwTable = Vek::Ptr<Asic::HwTable>;
 
   // The virtual operations keep this order.
-  // The lowest and the highest row that the table may use.
+  // The lowest and the highest row that the hardware offers, for whoever asks; the tables
+  // themselves go by their keys' rows or by numEntries().
   [[nodiscard]] virtual std::uint32_t minIndex() const = 0;
   [[nodiscard]] virtual std::uint32_t maxIndex() const = 0;
   // The row that the hardware holds for the key, or the invalid index.

@@ -67,7 +67,9 @@ int main() {
   std::printf("parked: %zu\n", table->unresolvedEntrys());
 
   // The hardware's answer, as the platform delivers it for this table.
-  table->entryHandleAccess(key)->entryStateIs(Asic::HwTable::success());
+  auto const answered = table->entryHandleAccess(key);
+  answered->hwEntryIndexIs(key->hwEntryIndex());
+  answered->entryStateIs(Asic::HwTable::success());
 
   // Both: the row goes when nobody holds the handle.
   table->entryRemove(key);
