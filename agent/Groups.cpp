@@ -135,7 +135,8 @@ std::vector<std::uint32_t> Groups::rowsOfMembers(Fpm::NextHopGroup const& group)
     rows.push_back(member.weightByte + 1U);
     divisor = std::gcd(divisor, rows.back());
   }
-  for (std::uint32_t& count : rows) count /= divisor;
+  // Never 0, as a weight is at least 1; said again for readers that cannot know.
+  for (std::uint32_t& count : rows) count /= std::max(divisor, 1U);
   std::uint32_t const sum = std::accumulate(rows.begin(), rows.end(), 0U);
   if (sum <= maxWidth_ || rows.size() > maxWidth_) return rows;
 
