@@ -3,23 +3,30 @@
 namespace OrviaL3Agent {
 
 Adjacencies::Adjacencies(std::uint16_t lastNumber)
-    : state_(std::make_shared<State>(State{RowPool(1, lastNumber), {}})) {}
+    : state_(std::make_shared<State>(State{RowPool(1, lastNumber), {}, {}})) {}
 
-Adjacencies::Use Adjacencies::use(Fpm::NextHop const& nextHop) {
-  Neighbour const neighbour(nextHop.interface, nextHop.family, nextHop.gateway, nextHop.onlink);
+Adjacencies::Use Adjacencies::use(Identity const& neighbour) {
   if (auto const found = state_->live.find(neighbour); found != state_->live.end()) {
     return found->second.lock();
   }
-  std::optional<std::uint32_t> const number = state_->numbers.take();
-  if (!number) return nullptr;
+  std::optional<std::uint32_t> const taken = state_->numbers.take();
+  if (!taken) return nullptr;
+  auto const number = static_cast<std::uint16_t>(*taken);
   auto const end = [state = state_, neighbour](std::uint16_t const* ended) {
     state->numbers.giveBack(*ended);
+    state->neighbours.erase(*ended);
     state->live.erase(neighbour);
     delete ended;
   };
-  Use use(new std::uint16_t(static_cast<std::uint16_t>(*number)), end);
+  Use use(new std::uint16_t(number), end);
   state_->live.emplace(neighbour, use);
+  state_->neighbours.emplace(number, neighbour);
   return use;
+}
+
+std::optional<Identity> Adjacencies::neighbour(std::uint16_t number) const {
+  auto const found = state_->neighbours.find(number);
+  return found == state_->neighbours.end() ? std::nullopt : std::optional(found->second);
 }
 
 }  // namespace OrviaL3Agent

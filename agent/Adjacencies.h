@@ -1,11 +1,10 @@
 // Numbers for neighbours: what a next-hop row's `destination` field says.
 //
-// A neighbour is an interface, a gateway on it (or none, for hosts that are connected directly) and
-// how the gateway is reached. Equal neighbours share one number, different ones never do, so the
-// record of a next hop whose gateway changes is a different one. Numbers go from 1 up, lowest free
-// first:
+// A neighbour is what an identity names: an interface, a gateway on it (or none, for hosts that are
+// connected directly) and how the gateway is reached. Equal neighbours share one number, different
+// ones never do. Numbers go from 1 up, lowest free first:
 //
-//   Adjacencies::Use use = adjacencies.use(nextHop);
+//   Adjacencies::Use use = adjacencies.use(identity);
 //   record.destinationIs(*use);
 //
 // A number stays taken while someone holds a use of it.
@@ -18,10 +17,9 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <tuple>
 
+#include "agent/Identity.h"
 #include "agent/RowPool.h"
-#include "agent/fpm/Messages.h"
 
 namespace OrviaL3Agent {
 
@@ -35,15 +33,17 @@ class Adjacencies {
   explicit Adjacencies(std::uint16_t lastNumber = kLastNumber);
 
   // Empty when every number is taken.
-  [[nodiscard]] Use use(Fpm::NextHop const& nextHop);
+  [[nodiscard]] Use use(Identity const& neighbour);
 
+  // Whose number it is, or nothing.
+  [[nodiscard]] std::optional<Identity> neighbour(std::uint16_t number) const;
   [[nodiscard]] std::size_t size() const { return state_->live.size(); }
 
  private:
-  using Neighbour = std::tuple<std::uint32_t, std::uint8_t, std::optional<Fpm::Address>, bool>;
   struct State {
     RowPool numbers;
-    std::map<Neighbour, std::weak_ptr<std::uint16_t const>> live;
+    std::map<Identity, std::weak_ptr<std::uint16_t const>> live;
+    std::map<std::uint16_t, Identity> neighbours;
   };
 
   std::shared_ptr<State> state_;

@@ -4,7 +4,11 @@
 
 #include <CLI/CLI.hpp>
 #include <sstream>
+#include <stdexcept>
+#include <utility>
 
+#include "agent/NextHopParts.h"
+#include "agent/PrefixTable.h"
 #include "agent/Version.h"
 
 namespace OrviaL3Agent {
@@ -13,11 +17,14 @@ namespace {
 constexpr char const* kExamples = R"(Examples:
   orvia-l3-agent replay examples/streams/forms.0.fpm
   orvia-l3-agent replay examples/streams/forms.0.fpm --show
-  orvia-l3-agent replay examples/streams/wide-static.0.fpm --refuse-row 3 --refuse-row 16385
+  orvia-l3-agent replay examples/streams/wide-static.0.fpm --verify --check-forwarding
   orvia-l3-agent replay examples/streams/w1-static.0.fpm --ring trace.ring
   orvia-l3-agent ring trace.ring
+  orvia-l3-agent replay examples/streams/w1-static.0.fpm --journal calls.txt
+  orvia-l3-agent compare calls.txt calls.txt
 
-Exit codes: 0 done, 1 the stream or a file is at fault, 2 wrong usage.
+Exit codes: 0 done, 1 the stream or a file is at fault, 2 wrong usage, 3 a check found something or
+journals differ.
 )";
 
 constexpr char const* kReplayExamples =
@@ -31,17 +38,41 @@ Examples:
     orvia-l3-agent replay examples/streams/wide-static.0.fpm --until 40 --show
   Let the hardware refuse two rows of the next-hop table:
     orvia-l3-agent replay examples/streams/forms.0.fpm --refuse-row 16384 16385
+  See where packets to an address go:
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --until 39 --lookup 203.0.113.65
+  Let an interface fail before the routing daemon reacts, and check every step:
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --event "at 20 interface 3 down" \
+        --check-forwarding
+  Let the hardware refuse every third group write until the end, then mend it:
+    orvia-l3-agent replay examples/streams/bgp-1k-distinct16.0.fpm \
+        --fault group:refuse-every=3 --event "at end faults off" --event "at end retry" --verify
   Keep every next hop waiting for its interface:
     orvia-l3-agent replay examples/streams/forms.0.fpm --interface-delay never --show
   Write what the table does to standard error:
     orvia-l3-agent replay examples/streams/forms.0.fpm --trace 8
 
 Exit codes: 0 done, 1 the stream is at fault (what came before the fault stays programmed), 2 wrong
-usage.
+usage, 3 a check found something.
 )";
 
 // The largest table that the row allocators of the platform are laid out for.
 constexpr std::uint32_t kMaxRows = 1U << 20U;
+// What a 16-bit pointer of another table's rows can name.
+constexpr std::uint32_t kPointerRows = 1U << 16U;
+
+constexpr char const* kRingExamples = R"(Example:
+  orvia-l3-agent replay examples/streams/w1-static.0.fpm --ring trace.ring
+  orvia-l3-agent ring trace.ring
+)";
+constexpr char const* kCompareHelp =
+    R"(Says whether both made the same calls in the same order, and whether the rows in force at their ends
+are equal. Exit code 3 when one of them is not so.
+
+Example:
+  orvia-l3-agent replay examples/streams/w1-static.0.fpm --journal first.txt
+  orvia-l3-agent replay examples/streams/w1-static.0.fpm --slice 1 --journal second.txt
+  orvia-l3-agent compare first.txt second.txt
+)";
 
 // Validators put a description of their own beside an option's help text; the texts here say it
 // better.
@@ -50,6 +81,13 @@ CLI::Validator existingFile() { return CLI::ExistingFile.description(""); }
 CLI::Validator notNegative() {
   return {[](std::string const& text) -> std::string {
             return text.starts_with('-') ? text + " is negative" : std::string();
+          },
+          ""};
+}
+// A file to be written; an empty name would quietly write none.
+CLI::Validator fileName() {
+  return {[](std::string const& name) -> std::string {
+            return name.empty() ? "the name of the file is empty" : std::string();
           },
           ""};
 }
@@ -67,6 +105,123 @@ std::optional<std::uint32_t> delayOf(std::string const& option, std::string cons
   return turns;
 }
 
+// A table whose rows other rows name in 16 bits, and of which some must be there.
+CLI::Validator pointedTo(std::uint32_t least) {
+  return {[least](std::string const& text) -> std::string {
+            std::uint32_t rows = 0;
+            bool const isNumber = CLI::detail::lexical_cast(text, rows) && text.front() != '-';
+            if (!isNumber) return text + " is not a number of rows";
+            if (rows >= least && rows <= kPointerRows) return {};
+            return fmt::format(
+                "{} rows: other tables' rows name one of these in 16 bits, which is {} to {} rows",
+                rows, least, kPointerRows);
+          },
+          ""};
+}
+
+// The text of an interface's MTU: "3=9000".
+std::pair<std::uint32_t, std::uint32_t> mtuOf(std::string const& text) {
+  std::size_t const equals = text.find('=');
+  std::uint32_t interface = 0;
+  std::uint32_t mtu = 0;
+  bool const isRight = equals != std::string::npos && !text.starts_with('-') &&
+                       text.find('-', equals) == std::string::npos &&
+                       CLI::detail::lexical_cast(text.substr(0, equals), interface) &&
+                       CLI::detail::lexical_cast(text.substr(equals + 1), mtu);
+  if (!isRight || interface == 0 || mtu == 0 || mtu > 0xFFFF) {
+    throw CLI::ValidationError("--mtu", text +
+                                            " is not INTERFACE=BYTES, both from 1 up, at most "
+                                            "65535 bytes");
+  }
+  return {interface, mtu};
+}
+
+void addChecks(CLI::App& replay, ReplayOptions& options) {
+  replay
+      .add_option_function<std::vector<std::string>>(
+          "--lookup",
+          [&options](std::vector<std::string> const& texts) {
+            for (std::string const& text : texts) {
+              std::optional<Fpm::Address> const address = addressOf(text);
+              if (!address) {
+                throw CLI::ValidationError("--lookup", text + " is not an IPv4 or IPv6 address");
+              }
+              options.lookups.push_back(*address);
+            }
+          },
+          "Print the route of an address at the end, and where its packets go")
+      ->type_name("ADDRESS")
+      ->allow_extra_args(false);
+  replay.add_flag("--verify", options.verify,
+                  "Compare the hardware's rows with what the stream asked for");
+  replay.add_flag("--check-forwarding", options.checkForwarding,
+                  "Follow every group to its next hops after every hardware call");
+  replay
+      .add_option_function<std::vector<std::string>>(
+          "--event",
+          [&options](std::vector<std::string> const& texts) {
+            for (std::string const& text : texts) {
+              try {
+                options.events.push_back(eventOf(text));
+              } catch (std::invalid_argument const& error) {
+                throw CLI::ValidationError("--event", error.what());
+              }
+            }
+          },
+          "What happens besides the stream: \"at MESSAGE interface N down\" or up, \"at MESSAGE "
+          "retry\", \"at MESSAGE faults off\"; MESSAGE counts messages, \"end\" is when all has "
+          "come "
+          "to rest")
+      ->type_name("EVENT")
+      ->allow_extra_args(false);
+  replay.add_option("--journal", options.journalFile, "Write every hardware call to this file")
+      ->type_name("FILE")
+      ->check(fileName());
+  replay
+      .add_option("--plot", options.plotFile,
+                  "Draw entries and hardware calls over the stream into this SVG file")
+      ->type_name("FILE")
+      ->check(fileName());
+}
+
+void addFaults(CLI::App& replay, ReplayOptions& options) {
+  auto const complain = [](char const* option, std::exception const& error) {
+    throw CLI::ValidationError(option, error.what());
+  };
+  auto* const file = replay.add_option_function<std::string>(
+      "--faults",
+      [&options, complain](std::string const& path) {
+        try {
+          options.faults = SoftAsic::faultProfilesOfFile(path);
+        } catch (std::runtime_error const& error) {
+          complain("--faults", error);
+        }
+      },
+      "What the hardware does wrong: a profile file, see docs/faults.md");
+  file->type_name("FILE")->check(existingFile());
+  replay
+      .add_option_function<std::vector<std::string>>(
+          "--fault",
+          [&options, complain](std::vector<std::string> const& texts) {
+            for (std::string const& text : texts) {
+              try {
+                SoftAsic::faultIs(options.faults, text);
+              } catch (SoftAsic::FaultProfileError const& error) {
+                complain("--fault", error);
+              }
+            }
+          },
+          "The same for one table: TABLE:KEY=VALUE[,KEY=VALUE...], for instance "
+          "group:refuse-every=3")
+      ->type_name("FAULT")
+      ->allow_extra_args(false);
+  replay
+      .add_option("--seed", options.faults.seed,
+                  "What answers in random order are drawn from [that of the profile file, or 0]")
+      ->type_name("N")
+      ->check(notNegative());
+}
+
 void addReplay(CLI::App& app, ReplayOptions& options) {
   CLI::App* replay = app.add_subcommand("replay", "Read a recorded routing stream into the tables");
   replay->footer(kReplayExamples);
@@ -74,7 +229,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->type_name("")
       ->required()
       ->check(existingFile());
-  replay->add_flag("--show", options.show, "Print the next-hop table and the groups at the end");
+  replay->add_flag("--show", options.show, "Print the next hops and the groups at the end");
   replay->add_option("--until", options.until, "Stop reading after this many messages")
       ->type_name("MESSAGES")
       ->check(notNegative());
@@ -84,7 +239,8 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->type_name("LEVEL")
       ->check(range(0, 9));
   replay->add_option("--ring", options.ringFile, "Write the binary trace to this file")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(fileName());
   replay->add_flag_callback(
       "--progress", [&options] { options.progress = ReplayOptions::Progress::on; },
       "Show progress on standard error even when it is no terminal");
@@ -112,7 +268,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
   replay->add_option("--rows", options.rows, "Rows of the next-hop table")
       ->type_name("N")
       ->capture_default_str()
-      ->check(range(2, kMaxRows));
+      ->check(pointedTo(2));
   replay
       ->add_option("--ecmp-rows", options.ecmpRows,
                    "Of these, the rows from 0 up that are for next hops of groups; row 0 stays "
@@ -121,19 +277,18 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
       ->check(range(1, kMaxRows));
   replay
       ->add_option("--first-row", options.firstRow,
-                   "First row to use for other next hops [the first above those]")
+                   "First row to use for next hops of routes [the first above those]")
       ->type_name("N")
       ->check(notNegative());
-  // The pointer to a block is 16 bits wide.
   replay->add_option("--member-rows", options.memberRows, "Rows of the member table")
       ->type_name("N")
       ->capture_default_str()
-      ->check(range(1, 1U << 16U));
+      ->check(pointedTo(1));
   replay
       ->add_option("--group-rows", options.groupRows, "Rows of the group table; row 0 stays unused")
       ->type_name("N")
       ->capture_default_str()
-      ->check(range(1, kMaxRows));
+      ->check(pointedTo(1));
   replay->add_option("--max-width", options.maxWidth, "Most member rows of one group")
       ->type_name("N")
       ->capture_default_str()
@@ -154,17 +309,31 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
           [&options](std::string const& text) { options.mtuDelay = delayOf("--mtu-delay", text); },
           fmt::format("The same for an MTU profile [{}]", *options.mtuDelay))
       ->type_name("TURNS");
+  replay
+      ->add_option_function<std::vector<std::string>>(
+          "--mtu",
+          [&options](std::vector<std::string> const& texts) {
+            for (std::string const& text : texts)
+              options.mtus.insert_or_assign(mtuOf(text).first, mtuOf(text).second);
+          },
+          fmt::format("MTU of an interface in bytes [{}]", NextHopParts::kDefaultMtu))
+      ->type_name("INTERFACE=BYTES")
+      ->allow_extra_args(false);
   replay->add_option("--slice", options.slice, "Messages read in one turn")
       ->type_name("N")
       ->capture_default_str()
       ->check(range(1, kMaxRows));
 
+  addChecks(*replay, options);
+  addFaults(*replay, options);
+
   // What is right one by one and wrong together.
   replay->callback([&options] {
     if (options.ecmpRows && *options.ecmpRows >= options.rows) {
       throw CLI::ValidationError(
-          "--ecmp-rows", fmt::format("{} leaves no row for other next hops in a table of {} rows",
-                                     *options.ecmpRows, options.rows));
+          "--ecmp-rows",
+          fmt::format("{} leaves no row for next hops of routes in a table of {} rows",
+                      *options.ecmpRows, options.rows));
     }
     if (options.firstRow && *options.firstRow >= options.rows) {
       throw CLI::ValidationError("--first-row", fmt::format("{} is not a row of a table of {} rows",
@@ -188,8 +357,9 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 }  // namespace
 
 Command parseCommandLine(int argc, char const* const* argv) {
-  CLI::App app{"A stand-alone forwarding agent: programs next hops from a routing stream.",
-               "orvia-l3-agent"};
+  CLI::App app{
+      "A stand-alone forwarding agent: programs next hops and groups from a routing stream.",
+      "orvia-l3-agent"};
   app.footer(kExamples);
   app.set_version_flag("--version", fmt::format("orvia-l3-agent {}", kVersion));
   app.require_subcommand(1);
@@ -202,6 +372,18 @@ Command parseCommandLine(int argc, char const* const* argv) {
       ->type_name("")
       ->required()
       ->check(existingFile());
+  ring->footer(kRingExamples);
+  CompareOptions compareOptions;
+  CLI::App* compare = app.add_subcommand("compare", "Compare two journals of hardware calls");
+  compare->footer(kCompareHelp);
+  compare->add_option("FIRST", compareOptions.first, "File written with replay --journal")
+      ->type_name("")
+      ->required()
+      ->check(existingFile());
+  compare->add_option("SECOND", compareOptions.second, "Another")
+      ->type_name("")
+      ->required()
+      ->check(existingFile());
 
   try {
     app.parse(argc, argv);
@@ -211,9 +393,11 @@ Command parseCommandLine(int argc, char const* const* argv) {
     // The library's exit codes tell its error classes apart; users only need to know that it was
     // usage.
     int const code = app.exit(e, output, error);
-    return Leave{code == 0 ? kExitOk : kExitUsage, output.str(), error.str()};
+    std::string const prefix = code == 0 ? "" : "orvia-l3-agent: ";
+    return Leave{code == 0 ? kExitOk : kExitUsage, output.str(), prefix + error.str()};
   }
   if (ring->parsed()) return ringOptions;
+  if (compare->parsed()) return compareOptions;
   return replayOptions;
 }
 

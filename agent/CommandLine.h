@@ -7,10 +7,15 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include "agent/Events.h"
+#include "agent/fpm/Messages.h"
+#include "plugins/soft-asic/FaultProfile.h"
 
 namespace OrviaL3Agent {
 
@@ -18,6 +23,8 @@ namespace OrviaL3Agent {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitStreamError = 1;
 inline constexpr int kExitUsage = 2;
+// A check that was asked for found something, or two journals differ.
+inline constexpr int kExitDifference = 3;
 
 struct ReplayOptions {
   enum class Progress { automatic, on, off };
@@ -33,10 +40,18 @@ struct ReplayOptions {
 
   Answer answer = Answer::loop;
   std::vector<std::uint32_t> refusedRows;
+  SoftAsic::FaultProfiles faults;
+
+  std::vector<Event> events;
+  std::vector<Fpm::Address> lookups;  // addresses whose routes are to be shown
+  bool verify = false;
+  bool checkForwarding = false;
+  std::string journalFile;  // empty: no journal
+  std::string plotFile;     // empty: no plot
 
   std::uint32_t rows = 32768;             // of the next-hop table
   std::optional<std::uint32_t> ecmpRows;  // of these, for groups; nothing: half
-  std::optional<std::uint32_t> firstRow;  // for other next hops; nothing: the first above those
+  std::optional<std::uint32_t> firstRow;  // for next hops of routes; nothing: the first above those
   std::uint32_t memberRows = 65536;
   std::uint32_t groupRows = 16384;
   std::uint32_t maxWidth = 512;  // rows of a group's block
@@ -45,11 +60,17 @@ struct ReplayOptions {
   // means never.
   std::optional<std::uint32_t> interfaceDelay = 2;
   std::optional<std::uint32_t> mtuDelay = 1;
-  std::uint32_t slice = 16;  // messages per loop turn
+  std::map<std::uint32_t, std::uint32_t> mtus;  // bytes by interface, where it is not the default
+  std::uint32_t slice = 16;                     // messages per loop turn
 };
 
 struct RingOptions {
   std::string file;
+};
+
+struct CompareOptions {
+  std::string first;
+  std::string second;
 };
 
 // Nothing to do but to print and leave: help, version, or a complaint about the arguments.
@@ -59,7 +80,7 @@ struct Leave {
   std::string error;   // for standard error
 };
 
-using Command = std::variant<ReplayOptions, RingOptions, Leave>;
+using Command = std::variant<ReplayOptions, RingOptions, CompareOptions, Leave>;
 
 [[nodiscard]] Command parseCommandLine(int argc, char const* const* argv);
 

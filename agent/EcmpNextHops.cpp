@@ -1,67 +1,104 @@
 #include "agent/EcmpNextHops.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
-
-#include "agent/NextHopRecord.h"
+#include <vector>
 
 namespace OrviaL3Agent {
-namespace {
 
-// Everything of a stream is in the one routing instance that there is.
-constexpr std::uint32_t kVrf = 0;
+EcmpNextHops::EcmpNextHops(Vek::Ptr<Table> table, NextHopParts& parts)
+    : table_(std::move(table)), parts_(parts), link_(std::make_shared<Link>(Link{this})) {}
 
-Asic::AddressFamily familyOf(std::uint8_t family) {
-  if (family == AF_INET) return Asic::AddressFamily::ipv4;
-  return family == AF_INET6 ? Asic::AddressFamily::ipv6 : Asic::AddressFamily::none;
-}
+EcmpNextHops::~EcmpNextHops() { end(); }
 
-Asic::GatewayAddress gatewayOf(Fpm::NextHop const& nextHop) {
-  if (!nextHop.gateway) return {};
-  std::array<std::uint8_t, 16> const& bytes = nextHop.gateway->bytes;
-  if (nextHop.gateway->family == AF_INET6) return Asic::GatewayAddress::ipv6(bytes);
-  return Asic::GatewayAddress::ipv4({bytes[0], bytes[1], bytes[2], bytes[3]});
-}
-
-}  // namespace
-
-EcmpNextHops::EcmpNextHops(Vek::Ptr<Table> table, StandInTable& interfaces,
-                           StandInTable& mtuProfiles, Adjacencies& adjacencies)
-    : table_(std::move(table)),
-      interfaces_(interfaces),
-      mtuProfiles_(mtuProfiles),
-      adjacencies_(adjacencies),
-      live_(std::make_shared<Live>()) {}
-
-EcmpNextHops::Identity EcmpNextHops::identityOf(Fpm::NextHop const& nextHop) {
-  return {kVrf, familyOf(nextHop.family), nextHop.interface, gatewayOf(nextHop), nextHop.onlink};
-}
-
-EcmpNextHops::Result EcmpNextHops::use(Fpm::NextHop const& nextHop) {
-  using Obstacle = NextHops::Obstacle;
-  Identity const identity = identityOf(nextHop);
-  if (auto const found = live_->find(identity); found != live_->end()) {
+EcmpNextHops::Result EcmpNextHops::use(Identity const& identity) {
+  if (auto const found = uses_.find(identity); found != uses_.end()) {
     return {found->second.lock()};
   }
-  StandInTable::Handle const interface = interfaces_.entry(nextHop.interface);
-  if (!interface) return {nullptr, Obstacle::interfaceSlot};
-  StandInTable::Handle const mtuProfile = mtuProfiles_.entry(NextHops::kDefaultMtu);
-  if (!mtuProfile) return {nullptr, Obstacle::mtuSlot};
-  Adjacencies::Use const adjacency = adjacencies_.use(nextHop);
-  if (!adjacency) return {nullptr, Obstacle::adjacency};
-
-  auto hop = std::make_unique<Hop>(Hop{identity, nextHop, adjacency, {}});
-  hop->handle = table_->entryWrite(
-      identity, nextHopRecord<Table::Entry>(nextHop, *adjacency, interface, mtuProfile),
-      Asic::needsAutoRemove());
-  auto const end = [live = live_](Hop const* ended) {
-    live->erase(ended->identity);
-    delete ended;
+  NextHopParts::Result result = parts_.use(identity);
+  if (result.obstacle != Obstacle::none) {
+    ++counts_.notPlaced;
+    return {nullptr, result.obstacle};
+  }
+  auto made = std::make_unique<Hop>();
+  made->identity = identity;
+  made->parts = std::move(result.parts);
+  Hop& hop = *made;
+  auto const end = [link = link_](Hop* ended) {
+    std::unique_ptr<Hop> const owned(ended);
+    if (link->owner != nullptr) link->owner->remove(*ended);
   };
-  Use const use(hop.release(), end);
-  live_->emplace(identity, use);
+  std::shared_ptr<Hop> const use(made.release(), end);
+  live_.emplace(identity, &hop);
+  uses_.emplace(identity, use);
+  ++counts_.made;
+  counts_.peak = std::max(counts_.peak, live_.size());
+  auto const answered = [link = link_, identity](Asic::HwTable::EntryState answer) {
+    bool const refused = answer == Asic::HwTable::refused;
+    if (refused && link->owner != nullptr) link->owner->refused_.insert(identity);
+  };
+  try {
+    hop.handle = table_->entryWriteWithResponseHandler(
+        identity, hop.parts.record<Table::Entry>(identity), answered, Asic::needsAutoRemove());
+  } catch (Asic::NoRowException const&) {
+    ++counts_.notPlaced;
+    throw;
+  }
+  if (state(hop) == NextHopState::parked) ++counts_.waited;
+  counts_.peakParked = std::max(counts_.peakParked, table_->unresolvedEntrys());
   return {use};
+}
+
+void EcmpNextHops::remove(Hop& hop) {
+  ++counts_.ended;
+  live_.erase(hop.identity);
+  uses_.erase(hop.identity);
+  refused_.erase(hop.identity);
+  // The end of a handle leaves what watches for its answer in the table; removing the key takes
+  // that. While somebody else still holds the handle, as the call that brings an answer does,
+  // removing the key would take a parked record as well.
+  if (hop.handle && hop.handle->references() == 1) {
+    table_->entryRemove(hop.identity);
+  } else {
+    table_->pendingEntrySmDel(hop.identity);
+  }
+  hop.handle = nullptr;
+}
+
+bool EcmpNextHops::retry(Hop const& hop, bool unanswered) {
+  NextHopState const before = state(hop);
+  bool const again =
+      before == NextHopState::refused || (unanswered && before == NextHopState::unanswered);
+  if (!again) return false;
+  ++counts_.retried;
+  try {
+    table_->handleEntry(hop.identity);
+  } catch (Asic::NoRowException const&) {
+    return true;
+  }
+  return false;
+}
+
+bool EcmpNextHops::retryAll(bool unanswered) {
+  std::vector<Use> tried;
+  if (unanswered) {
+    for (auto const& [identity, use] : uses_) tried.push_back(use.lock());
+    refused_.clear();
+  } else {
+    for (Identity const& identity : std::exchange(refused_, {})) {
+      tried.push_back(uses_.at(identity).lock());
+    }
+  }
+  bool noRoom = false;
+  for (Use const& use : tried) noRoom |= retry(*use, unanswered);
+  return noRoom;
+}
+
+NextHopState EcmpNextHops::state(Hop const& hop) const {
+  if (table_->unresolvedEntry(hop.identity)) return NextHopState::parked;
+  if (hop.handle->isProgrammed()) return NextHopState::programmed;
+  return hop.handle->entryState() == Asic::HwTable::refused ? NextHopState::refused
+                                                            : NextHopState::unanswered;
 }
 
 bool EcmpNextHops::withoutRow(Hop const& hop) const {

@@ -1,36 +1,31 @@
 // The next hops of groups: one row of the ECMP view for every identity that a block names.
 //
-//   EcmpNextHops hops(table, interfaces, mtuProfiles, adjacencies);
-//   EcmpNextHops::Use use = hops.use(nextHop);    // an equal identity gives the same next hop
+//   EcmpNextHops hops(table, parts);
+//   EcmpNextHops::Result result = hops.use(identity);  // an equal identity gives the same next hop
 //
-// An identity is what a packet's way depends on: address family, interface, gateway, onlink flag.
-// Several ids of the stream may name one. Entries are referenced and not committed: a row leaves
-// the hardware with the last of the uses and of the blocks that name it.
+// Entries are referenced and not committed: a row leaves the hardware with the last of the uses and
+// of the blocks that name it.
 //
-// Threading: the loop's thread. Ownership: uses are counted and may outlive this object; it refers
-// to the stand-in tables and the neighbours' numbers, which must outlive it.
+// Threading: the loop's thread. Ownership: uses are counted and may outlive this object.
 #pragma once
 
 #include <map>
 #include <memory>
+#include <set>
 
 #include "OrviaL3Unicast/L3EcmpIngL3NextHop1Table.h"
-#include "agent/Adjacencies.h"
-#include "agent/NextHops.h"
-#include "agent/StandInTable.h"
-#include "agent/fpm/Messages.h"
+#include "agent/NextHopParts.h"
+#include "agent/NextHopState.h"
 
 namespace OrviaL3Agent {
 
 class EcmpNextHops {
  public:
   using Table = OrviaL3Unicast::EcmpIngL3NextHop1Table;
-  using Identity = OrviaL3Unicast::L3EcmpNextHopKey;
 
   struct Hop {
     Identity identity;
-    Fpm::NextHop contents;       // of the id that came first; its number means nothing here
-    Adjacencies::Use adjacency;  // outlives the row that names it
+    NextHopParts::Parts parts;  // outlive the row that names them
     Vek::Ptr<Table::EntryHandle const> handle;
   };
   using Use = std::shared_ptr<Hop const>;
@@ -38,34 +33,57 @@ class EcmpNextHops {
   // A use, or what was in its way.
   struct Result {
     Use use;
-    NextHops::Obstacle obstacle = NextHops::Obstacle::none;
+    Obstacle obstacle = Obstacle::none;
   };
 
-  EcmpNextHops(Vek::Ptr<Table> table, StandInTable& interfaces, StandInTable& mtuProfiles,
-               Adjacencies& adjacencies);
+  EcmpNextHops(Vek::Ptr<Table> table, NextHopParts& parts);
+  ~EcmpNextHops();
+  EcmpNextHops(EcmpNextHops const&) = delete;
+  EcmpNextHops& operator=(EcmpNextHops const&) = delete;
 
   // Throws Asic::NoRowException when the record is ready and the table is full. Nothing of the next
   // hop is left then.
-  [[nodiscard]] Result use(Fpm::NextHop const& nextHop);
+  [[nodiscard]] Result use(Identity const& identity);
+  [[nodiscard]] bool isLive(Identity const& identity) const { return live_.contains(identity); }
 
+  // Writes once more what the hardware refused, and with `unanswered` also what it has not
+  // answered. Returns whether a table was full for what such a write completed.
+  bool retry(Hop const& hop, bool unanswered);
+  bool retryAll(bool unanswered);
+
+  // Never notPlaced: such a next hop is not here; but see withoutRow().
+  [[nodiscard]] NextHopState state(Hop const& hop) const;
   // Whether the record is ready and yet has no row, because the table was full at that moment.
   [[nodiscard]] bool withoutRow(Hop const& hop) const;
+  // Tries to give it one now. Throws as use() does.
+  void place(Hop const& hop) { table_->handleEntry(hop.identity); }
 
-  [[nodiscard]] static Identity identityOf(Fpm::NextHop const& nextHop);
-  [[nodiscard]] std::size_t size() const { return live_->size(); }
+  // By ascending identity.
+  [[nodiscard]] std::map<Identity, Hop const*> const& hops() const { return live_; }
+  [[nodiscard]] NextHopCounts const& counts() const { return counts_; }
   // How the table's rows are used.
   [[nodiscard]] Asic::GenericIndexAllocator const& rows() const {
     return *table_->firstFreeIndexAllocator();
   }
 
+  // From here on the end of a use removes nothing: what was written stays in the table, as long as
+  // a block names it.
+  void end() { link_->owner = nullptr; }
+
  private:
-  using Live = std::map<Identity, std::weak_ptr<Hop const>>;
+  struct Link {
+    EcmpNextHops* owner;
+  };
+
+  void remove(Hop& hop);
 
   Vek::Ptr<Table> table_;
-  StandInTable& interfaces_;
-  StandInTable& mtuProfiles_;
-  Adjacencies& adjacencies_;
-  std::shared_ptr<Live> live_;
+  NextHopParts& parts_;
+  std::shared_ptr<Link> link_;
+  std::map<Identity, Hop const*> live_;
+  std::map<Identity, std::weak_ptr<Hop const>> uses_;
+  std::set<Identity> refused_;  // some since accepted
+  NextHopCounts counts_;
 };
 
 }  // namespace OrviaL3Agent

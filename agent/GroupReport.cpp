@@ -6,22 +6,20 @@
 #include <algorithm>
 #include <map>
 
-#include "agent/Report.h"
+#include "agent/TextHelpers.h"
 
 namespace OrviaL3Agent {
 namespace {
 
 using State = ShownGroup::State;
-
-// A longer list than this is for `--show`.
-constexpr std::size_t kMostListed = 20;
+using IdState = ShownGroupId::State;
 
 // The next hops by row that any block of the group uses, also one that is about to go.
-std::map<std::uint32_t, Fpm::NextHop const*> hopsByRow(Groups::Group const& group) {
-  std::map<std::uint32_t, Fpm::NextHop const*> hops;
+std::map<std::uint32_t, Identity> hopsByRow(Groups::Group const& group) {
+  std::map<std::uint32_t, Identity> hops;
   auto const add = [&hops](Groups::Chain const& chain) {
     for (EcmpNextHops::Use const& hop : chain.hops) {
-      hops.emplace(hop->handle->hwEntryIndex().value(), &hop->contents);
+      hops.emplace(hop->handle->hwEntryIndex().value(), hop->identity);
     }
   };
   add(group.chain);
@@ -43,51 +41,54 @@ std::vector<ShownMember> walk(SoftAsic::GroupContents const& contents, Groups::G
     if (*member.nextHopRow >= device.nextHops().rows()) continue;
     member.nextHop = device.nextHops().row(*member.nextHopRow).contents;
     if (auto const hop = hops.find(*member.nextHopRow); hop != hops.end()) {
-      member.contents = *hop->second;
+      member.identity = hop->second;
     }
   }
   return members;
 }
 
-State stateOf(Groups::Group const& group, bool parked, SoftAsic::Answer answer) {
-  if (!group.blackholes.empty()) return State::blackhole;
-  if (!group.missing.empty()) return State::missingMembers;
-  if (!group.reason.empty()) return State::notPlaced;
-  if (parked) return State::parked;
-  if (answer == SoftAsic::Answer::refused) return State::refused;
-  return answer == SoftAsic::Answer::accepted ? State::programmed : State::unanswered;
+// By number of the group.
+std::map<std::uint32_t, std::vector<std::uint32_t>> idsOfGroups(GroupIds const& groupIds) {
+  std::map<std::uint32_t, std::vector<std::uint32_t>> ids;
+  for (auto const& [id, group] : groupIds.ids()) {
+    if (group.group) ids[group.group->number].push_back(id);
+    if (group.former) ids[group.former->number].push_back(id);
+  }
+  return ids;
 }
 
-ShownGroup shown(std::uint32_t id, Groups::Group const& group, Groups const& groups,
-                 Groups::Table const& table, SoftAsic::SoftDevice const& device) {
+ShownGroup shown(Groups::Group const& group, std::vector<std::uint32_t> const& ids,
+                 Mapping const& mapping, SoftAsic::SoftDevice const& device) {
+  Groups const& groups = mapping.groups();
   ShownGroup shown;
-  shown.id = id;
+  shown.number = group.number;
+  shown.state = groups.state(group);
+  shown.ids = ids;
+  shown.routes = groups.holders(group) - ids.size();
+  shown.paths = group.paths;
+  if (group.reason.empty()) shown.pathsDown = group.paths.size() - group.chain.paths.size();
   shown.reason = group.reason;
-  shown.ids = group.blackholes.empty() ? group.missing : group.blackholes;
-  auto answer = SoftAsic::Answer::none;
-  if (group.handle) {
-    Groups::Table::Index const key(id);
-    Asic::Index const row = table.firstFreeIndexAllocator()->indexForKey(
-        OrviaL3Unicast::L3EcmpGroupTraits::keyType(), &key);
-    if (row != Asic::Index::invalidIndex()) {
-      shown.row = row.value();
-      auto const& inHardware = device.groups().row(row);
-      answer = inHardware.answer;
-      shown.contents = inHardware.contents;
-    }
+  shown.missingMemberRows = groups.missingMemberRows(group);
+  Asic::Index const row = groups.row(group);
+  if (row != Asic::Index::invalidIndex()) {
+    shown.row = row.value();
+    shown.contents = device.groups().row(row).contents;
   }
-  shown.state = stateOf(group, groups.parked(group), answer);
   if (shown.contents) {
     shown.olderInRow = shown.state != State::programmed && shown.state != State::unanswered;
     shown.members = walk(*shown.contents, group, device);
   }
-  if (shown.state == State::parked) {
-    shown.refusedHops = static_cast<std::size_t>(std::count_if(
-        group.chain.hops.begin(), group.chain.hops.end(), [](EcmpNextHops::Use const& hop) {
-          return hop->handle->entryState() == Asic::HwTable::refused;
-        }));
+  for (EcmpNextHops::Use const& hop : group.chain.hops) {
+    if (mapping.ecmp().state(*hop) == NextHopState::refused) shown.refused.push_back(hop->identity);
   }
   return shown;
+}
+
+IdState stateOf(GroupIds::GroupId const& group) {
+  if (group.drops()) return IdState::drops;
+  if (!group.blackholes.empty()) return IdState::dropsInPart;
+  if (!group.missing.empty()) return IdState::missingMembers;
+  return group.reason.empty() ? IdState::group : IdState::notPossible;
 }
 
 template <class Window>
@@ -96,147 +97,196 @@ TableUse useOf(Window const& window, Asic::GenericIndexAllocator const& rows) {
           rows.largestFreeRun()};
 }
 
-std::string tableLine(char const* name, TableUse const& use) {
-  return fmt::format(
-      "  {:<12}{} writes, {} deletes ({} of what had no row), {} rows in force; {} accepted, {} "
-      "refused, {} overtaken; {} "
-      "rows in use, {} free, longest run {}\n",
-      name, use.hardware.writes, use.hardware.deletes, use.hardware.withoutRow, use.rowsInForce,
-      use.hardware.accepted, use.hardware.refused, use.hardware.overtaken, use.inUse, use.free,
-      use.largestFreeRun);
-}
-
-std::string stateText(ShownGroup const& group) {
-  switch (group.state) {
-    case State::programmed:
-      return "programmed";
-    case State::unanswered:
-      return "unanswered";
-    case State::refused:
-      return "refused";
-    case State::parked:
-      if (group.refusedHops == 0) return "parked, waits for its next hops";
-      return fmt::format("parked, waits for its next hops, {} of them refused", group.refusedHops);
-    case State::missingMembers:
-      return fmt::format("waits for members {}", fmt::join(group.ids, ", "));
-    case State::blackhole:
-      return fmt::format("not programmed, drops over members {}", fmt::join(group.ids, ", "));
-    case State::notPlaced:
-      break;
+std::string holdersText(ShownGroup const& group) {
+  std::string text;
+  if (!group.ids.empty()) {
+    text = fmt::format("{} {}", group.ids.size() == 1 ? "id" : "ids", fmt::join(group.ids, ", "));
   }
-  return group.reason;
+  if (group.routes > 0) {
+    text += (text.empty() ? "" : "; ") + counted(group.routes, "route");
+  }
+  return text;
 }
 
 std::string lineOf(ShownGroup const& group) {
-  std::string line = fmt::format("group {}", group.id);
+  std::string line = fmt::format("group {} ({})", group.number, holdersText(group));
   if (group.row) line += fmt::format(", row {}", *group.row);
-  line += ": " + stateText(group);
-  if (group.olderInRow) line += " (an older record is in the row)";
+  return line + ": " + stateText(group);
+}
+
+std::string lineOf(ShownGroupId const& group) {
+  std::string line = fmt::format("id {}: ", group.id);
+  switch (group.state) {
+    case IdState::group:
+      return line + fmt::format("group {}", group.group.value_or(0));
+    case IdState::missingMembers:
+      line += fmt::format("waits for members {}", fmt::join(group.ids, ", "));
+      break;
+    case IdState::drops:
+      return line + "drops";
+    case IdState::dropsInPart:
+      line += fmt::format("not programmed, drops over members {}", fmt::join(group.ids, ", "));
+      break;
+    case IdState::notPossible:
+      line += group.reason;
+      break;
+  }
+  if (group.group) line += fmt::format(" (group {} is kept meanwhile)", *group.group);
   return line;
 }
 
-std::string lineOf(ShownMember const& member) {
-  std::string line = fmt::format("  member row {} -> ", member.row);
-  if (!member.nextHopRow) return line + "nothing";
-  line += fmt::format("next-hop row {}", *member.nextHopRow);
-  if (!member.nextHop) return line + " -> nothing";
-  if (member.contents) {
-    line += fmt::format(" ({}) -> interface {}", gatewayText(*member.contents),
-                        member.contents->interface);
-  } else {
-    line += " -> interface unknown";
-  }
-  return line + fmt::format(", l3Oif1 {}", member.nextHop->l3Oif1);
+// The row and where it leads; the same text for rows that lead to the same place.
+std::string wayText(ShownMember const& member) {
+  if (!member.nextHopRow) return "nothing";
+  std::string text = fmt::format("next-hop row {}", *member.nextHopRow);
+  if (!member.nextHop) return text + " -> nothing";
+  text += " -> " + (member.identity ? OrviaL3Agent::text(*member.identity) : "a stranger");
+  return text + fmt::format(", l3Oif1 {}", member.nextHop->l3Oif1);
 }
 
 }  // namespace
+
+std::string stateText(ShownGroup const& group) {
+  std::string text;
+  switch (group.state) {
+    case State::programmed:
+      text = "programmed";
+      break;
+    case State::unanswered:
+      text = "unanswered";
+      break;
+    case State::refused:
+      text = "refused";
+      break;
+    case State::parked:
+      text = "parked, waits for its next hops";
+      break;
+    case State::notPlaced:
+      text = group.reason;
+      break;
+  }
+  for (std::size_t i = 0; i < group.refused.size(); ++i) {
+    text += (i == 0 ? "; refused: " : ", ") + OrviaL3Agent::text(group.refused[i]);
+  }
+  if (group.missingMemberRows > 0) {
+    text += fmt::format("; {} published, not in hardware",
+                        counted(group.missingMemberRows, "member row"));
+  }
+  if (group.pathsDown > 0) {
+    text +=
+        fmt::format("; without {} over interfaces that are down", counted(group.pathsDown, "path"));
+  }
+  if (group.olderInRow) text += " (an older record is in the row)";
+  return text;
+}
 
 std::size_t GroupReport::liveIn(ShownGroup::State state) const {
   return static_cast<std::size_t>(std::count_if(
       live.begin(), live.end(), [state](ShownGroup const& group) { return group.state == state; }));
 }
 
-GroupReport groupReport(Groups const& groups, EcmpNextHops const& ecmpNextHops,
-                        Groups::Table const& table, Groups::MemberTable const& memberTable,
-                        Hardware const& hardware) {
+std::size_t GroupReport::idsIn(ShownGroupId::State state) const {
+  return static_cast<std::size_t>(std::count_if(
+      ids.begin(), ids.end(), [state](ShownGroupId const& id) { return id.state == state; }));
+}
+
+GroupReport groupReport(Mapping const& mapping, Hardware const& hardware) {
   SoftAsic::SoftDevice const& device = hardware.device();
   GroupReport report;
-  report.counts = groups.counts();
-  for (auto const& [id, group] : groups.groups()) {
-    report.live.push_back(shown(id, group, groups, table, device));
+  report.counts = mapping.groups().counts();
+  report.idCounts = mapping.groupIds().counts();
+  report.scaling = mapping.groupIds().scaling();
+  report.scaling.scaled += mapping.routes().scaling().scaled;
+  report.scaling.worst = std::max(report.scaling.worst, mapping.routes().scaling().worst);
+  auto ids = idsOfGroups(mapping.groupIds());
+  for (auto const& [number, group] : mapping.groups().groups()) {
+    report.live.push_back(shown(*group, ids[number], mapping, device));
   }
-  report.blocks = memberTable.entryBlocks();
-  report.waitingBlocks = memberTable.unresolvedEntryBlocks();
-  report.nextHops = ecmpNextHops.size();
-  report.nextHopTable = useOf(device.ecmpNextHops(), ecmpNextHops.rows());
-  report.memberTable = useOf(device.members(), *memberTable.indexAllocator());
-  report.groupTable = useOf(device.groups(), *table.firstFreeIndexAllocator());
+  for (auto const& [id, group] : mapping.groupIds().ids()) {
+    ShownGroupId& shownId = report.ids.emplace_back();
+    shownId.id = id;
+    shownId.state = stateOf(group);
+    shownId.ids = group.blackholes.empty() ? group.missing : group.blackholes;
+    shownId.reason = group.reason;
+    if (group.group) shownId.group = group.group->number;
+  }
+  Groups::MemberTable const& members = *mapping.tables().members;
+  report.blocks = members.entryBlocks();
+  report.waitingBlocks = members.unresolvedEntryBlocks();
+  report.nextHopTable = useOf(device.ecmpNextHops(), mapping.ecmp().rows());
+  report.memberTable = useOf(device.members(), *members.indexAllocator());
+  report.groupTable = useOf(device.groups(), *mapping.tables().groups->firstFreeIndexAllocator());
   return report;
 }
 
 std::string summaryText(GroupReport const& report) {
   Groups::Counts const& counts = report.counts;
-  std::string out = fmt::format(
-      "Groups        {} announced, {} announced again unchanged, {} changed, {} withdrawn\n",
-      counts.announced, counts.repeated, counts.changed, counts.withdrawn);
+  std::string out = fmt::format("Groups        {} made, {} ended, at most {} at once\n",
+                                counts.made, counts.ended, counts.peak);
   out += fmt::format(
-      "  at the end  {} live: {} programmed, {} waiting for members, {} parked, {} refused, {} "
-      "unanswered, {} not placed, {} with members that drop\n",
-      report.live.size(), report.liveIn(State::programmed), report.liveIn(State::missingMembers),
-      report.liveIn(State::parked), report.liveIn(State::refused), report.liveIn(State::unanswered),
-      report.liveIn(State::notPlaced), report.liveIn(State::blackhole));
+      "  at the end  {}: {} programmed, {} parked, {} refused, {} unanswered, {} not placed\n",
+      report.live.size(), report.liveIn(State::programmed), report.liveIn(State::parked),
+      report.liveIn(State::refused), report.liveIn(State::unanswered),
+      report.liveIn(State::notPlaced));
   out += fmt::format(
-      "  on the way  at most {} live; {} came before their members, {} changed their block, {} "
-      "times not placed\n",
-      counts.peak, counts.waited, counts.swaps, counts.notPlaced);
-  out += fmt::format("  blocks      {} in force, {} waiting; {} member rows; {} next hops\n",
-                     report.blocks, report.waitingBlocks, report.memberTable.rowsInForce,
-                     report.nextHops);
-  if (counts.unknownWeights > 0) {
-    out += fmt::format("  weights     {} groups announced with unknown weights (255)\n",
-                       counts.unknownWeights);
+      "  on the way  {} to another block ({} by local repair, {} back from it); {} not placed; {} "
+      "tried again\n",
+      counted(counts.swaps, "swap"), counts.repairs, counts.restores,
+      counted(counts.notPlaced, "time"), counted(counts.retried, "write"));
+  out += fmt::format("  blocks      {} in force, {} waiting; {}\n", report.blocks,
+                     report.waitingBlocks, counted(report.memberTable.rowsInForce, "member row"));
+  if (report.idCounts.unknownWeights > 0) {
+    out += fmt::format("  weights     {} announced with unknown weights (255)\n",
+                       counted(report.idCounts.unknownWeights, "group"));
   }
-  if (counts.scaled > 0) {
+  if (report.scaling.scaled > 0) {
     out += fmt::format(
-        "  scaled      {} blocks that were too wide; a share of traffic changed by up to {:.2f} "
-        "%\n",
-        counts.scaled, 100 * counts.worstScaling);
+        "  scaled      {} that would have been too wide; a share of traffic changed by up to "
+        "{:.2f} %\n",
+        counted(report.scaling.scaled, "block"), 100 * report.scaling.worst);
   }
-  if (counts.membersKept > 0) {
-    out += fmt::format("  kept        {} next hops withdrawn while groups in force used them\n",
-                       counts.membersKept);
-  }
-  out += "Tables of groups\n";
-  out += tableLine("next hops", report.nextHopTable);
-  out += tableLine("members", report.memberTable);
-  out += tableLine("groups", report.groupTable);
   return out;
 }
 
 std::string listText(GroupReport const& report) {
-  std::size_t const count = report.live.size() - report.liveIn(State::programmed);
-  if (count == 0) return {};
-  std::string out = "Groups that are not programmed\n";
-  std::size_t listed = 0;
-  for (ShownGroup const& group : report.live) {
-    if (group.state == State::programmed) continue;
-    if (listed++ == kMostListed) break;
-    out += "  " + lineOf(group) + "\n";
+  std::vector<std::string> lines;
+  for (ShownGroupId const& id : report.ids) {
+    if (id.state != IdState::group && id.state != IdState::drops) lines.push_back(lineOf(id));
   }
-  if (count > kMostListed) out += fmt::format("  and {} more (see --show)\n", count - kMostListed);
-  return out;
+  std::string out = listText("Group ids without a group of their contents", lines, lines.size());
+  lines.clear();
+  for (ShownGroup const& group : report.live) {
+    if (group.state != State::programmed || group.missingMemberRows > 0) {
+      lines.push_back(lineOf(group));
+    }
+  }
+  return out + listText("Groups that are not programmed", lines, lines.size());
 }
 
 std::string showText(GroupReport const& report) {
   std::string out;
+  for (ShownGroupId const& id : report.ids) {
+    if (id.state != IdState::group) out += lineOf(id) + "\n";
+  }
   for (ShownGroup const& group : report.live) {
     out += lineOf(group);
     if (group.contents) {
-      out += fmt::format("; {} paths from member row {}", group.contents->numPaths,
+      out += fmt::format("; {} from member row {}", counted(group.contents->numPaths, "path"),
                          group.contents->ecmpBlockPtr);
     }
     out += "\n";
-    for (ShownMember const& member : group.members) out += lineOf(member) + "\n";
+    for (std::size_t i = 0; i < group.members.size();) {
+      std::size_t last = i;
+      while (last + 1 < group.members.size() &&
+             wayText(group.members[last + 1]) == wayText(group.members[i])) {
+        ++last;
+      }
+      out += last == i ? fmt::format("  member row {}", group.members[i].row)
+                       : fmt::format("  member rows {} to {}", group.members[i].row,
+                                     group.members[last].row);
+      out += " -> " + wayText(group.members[i]) + "\n";
+      i = last + 1;
+    }
   }
   return out;
 }

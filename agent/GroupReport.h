@@ -1,6 +1,6 @@
 // What became of the groups, as numbers and as text for a person.
 //
-//   GroupReport report = groupReport(groups, tables, hardware);
+//   GroupReport report = groupReport(mapping, hardware);
 //
 // Where a group's traffic goes is read from the hardware rows, from the group down, and not from
 // what the agent meant to write.
@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "agent/Groups.h"
 #include "agent/Hardware.h"
+#include "agent/Mapping.h"
 
 namespace OrviaL3Agent {
 
@@ -25,24 +25,21 @@ struct ShownMember {
   std::optional<std::uint32_t> nextHopRow;           // what it names, if it holds something
   std::optional<SoftAsic::NextHopContents> nextHop;  // what that holds
   // Whose row it is, as far as a block that the group uses says so.
-  std::optional<Fpm::NextHop> contents;
+  std::optional<Identity> identity;
 };
 
+// A group of the hardware.
 struct ShownGroup {
-  enum class State {
-    programmed,      // the hardware holds the record
-    unanswered,      // written, and not yet answered
-    parked,          // waits for its block
-    refused,         // the hardware refused the record
-    missingMembers,  // waits for members to be announced
-    blackhole,       // has members that drop
-    notPlaced,       // met a full table or the like
-  };
-  std::uint32_t id = 0;
+  using State = Groups::State;
+  std::uint32_t number = 0;
   State state = State::programmed;
-  std::vector<std::uint32_t> ids;  // of missing members, or of those that drop
+  std::vector<std::uint32_t> ids;  // that hold it
+  std::size_t routes = 0;          // that hold it with paths of their own
+  Paths paths;                     // as asked for
+  std::size_t pathsDown = 0;       // of these, left out because an interface is down
   std::string reason;              // why it was not placed
-  std::size_t refusedHops = 0;     // next hops that it waits for and that were refused
+  std::vector<Identity> refused;   // next hops that it waits for and that were refused
+  std::size_t missingMemberRows = 0;
   std::optional<std::uint32_t> row;
   // What the row holds, and whether that is an older record of this group.
   std::optional<SoftAsic::GroupContents> contents;
@@ -50,10 +47,27 @@ struct ShownGroup {
   std::vector<ShownMember> members;
 };
 
+// A group id of the stream.
+struct ShownGroupId {
+  enum class State : std::uint8_t {
+    group,           // has a group
+    missingMembers,  // waits for members to be announced
+    drops,           // all its members drop
+    dropsInPart,     // some members drop, which no row says
+    notPossible,     // see the reason
+  };
+  std::uint32_t id = 0;
+  State state = State::group;
+  std::vector<std::uint32_t> ids;  // of missing members, or of those that drop
+  std::string reason;
+  std::optional<std::uint32_t> group;  // the number, also of one that is in force meanwhile
+};
+
+// A hardware table.
 struct TableUse {
   SoftAsic::Counts hardware;
   std::uint64_t rowsInForce = 0;
-  // Of the allocator.
+  // Of the allocator, where the table has one.
   std::uint32_t inUse = 0;
   std::uint32_t free = 0;
   std::uint32_t largestFreeRun = 0;
@@ -61,24 +75,26 @@ struct TableUse {
 
 struct GroupReport {
   Groups::Counts counts;
-  std::vector<ShownGroup> live;  // by ascending id
+  GroupIds::Counts idCounts;
+  GroupIds::Scaling scaling;     // of groups and of routes with paths of their own
+  std::vector<ShownGroup> live;  // by ascending number
+  std::vector<ShownGroupId> ids;
   [[nodiscard]] std::size_t liveIn(ShownGroup::State state) const;
+  [[nodiscard]] std::size_t idsIn(ShownGroupId::State state) const;
   std::size_t blocks = 0;         // committed
   std::size_t waitingBlocks = 0;  // that wait for their next hops
-  std::size_t nextHops = 0;       // that groups use
   TableUse nextHopTable, memberTable, groupTable;
 };
 
-[[nodiscard]] GroupReport groupReport(Groups const& groups, EcmpNextHops const& ecmpNextHops,
-                                      Groups::Table const& table,
-                                      Groups::MemberTable const& memberTable,
-                                      Hardware const& hardware);
+[[nodiscard]] GroupReport groupReport(Mapping const& mapping, Hardware const& hardware);
 
 // The groups' part of the summary.
 [[nodiscard]] std::string summaryText(GroupReport const& report);
-// The groups that are not programmed, by reason; empty when all are.
+// The group ids and groups that are not programmed, with reasons; empty when all are.
 [[nodiscard]] std::string listText(GroupReport const& report);
 // The groups' part of `--show`.
 [[nodiscard]] std::string showText(GroupReport const& report);
+// "parked, waits for its next hops", ...
+[[nodiscard]] std::string stateText(ShownGroup const& group);
 
 }  // namespace OrviaL3Agent

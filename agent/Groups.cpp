@@ -3,15 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
-#include <numeric>
+#include <iterator>
+#include <limits>
 #include <utility>
 
 namespace OrviaL3Agent {
 namespace {
-
-// What a group that was read back from a kernel carries: the weight is not known.
-constexpr std::uint8_t kUnknownWeight = 255;
 
 constexpr char const* kNextHopTable = "ECMP next-hop";
 constexpr char const* kMemberTable = "member";
@@ -21,201 +18,181 @@ Groups::Table::Entry recordOf(Groups::Chain const& chain) {
   return {0, chain.block, 0, chain.width};
 }
 
+// Row 0 of the next-hop and group tables belongs to nobody, so it is not among the rows that a full
+// table has.
 std::string noRoomText(char const* table, std::uint32_t needed, std::uint32_t free,
                        std::uint32_t size, std::uint32_t longest) {
+  bool const reserved = table != kMemberTable;
   return fmt::format("no room in the {} table: {} needed, {} of {} rows free, longest run {}",
-                     table, needed, free, size, longest);
+                     table, needed, free, reserved ? size - 1 : size, longest);
 }
 std::string noRoomText(char const* table, std::uint32_t needed,
                        Asic::GenericIndexAllocator const& rows) {
   return noRoomText(table, needed, rows.rowsFree(), rows.size(), rows.largestFreeRun());
 }
 
+// The block of these paths, whose next hops are given in the order of the paths.
+OrviaL3Unicast::L3EcmpEntryBlock blockOf(Paths const& paths,
+                                         std::vector<EcmpNextHops::Use> const& hops) {
+  OrviaL3Unicast::L3EcmpEntryBlock block{
+      Asic::BlockSize(static_cast<std::uint16_t>(widthOf(paths)))};
+  std::uint32_t position = 0;
+  auto hop = hops.begin();
+  for (auto const& [identity, rows] : paths) {
+    OrviaL3Unicast::L3EcmpMember const member((*hop++)->handle);
+    for (std::uint32_t i = 0; i < rows; ++i) block.entryIs(position++, member);
+  }
+  return block;
+}
+
 }  // namespace
 
 Groups::Groups(Vek::Ptr<Table> table, Vek::Ptr<MemberTable> memberTable, EcmpNextHops& ecmpNextHops,
-               NextHops const& nextHops, OtherIds const& otherIds, std::uint32_t maxWidth)
+               Hardware const& hardware)
     : table_(std::move(table)),
       memberTable_(std::move(memberTable)),
       ecmpNextHops_(ecmpNextHops),
-      nextHops_(nextHops),
-      otherIds_(otherIds),
-      maxWidth_(maxWidth) {}
+      hardware_(hardware),
+      link_(std::make_shared<Link>(Link{this})),
+      numbers_(1, std::numeric_limits<std::uint32_t>::max() - 1) {}
 
-Groups::~Groups() = default;
+Groups::~Groups() { end(); }
 
-void Groups::groupIs(Fpm::NextHopGroup const& announced) {
-  auto const [found, isNew] = byId_.try_emplace(announced.id);
-  Group& group = found->second;
-  bool const same = !isNew && group.contents == announced;
-  ++(isNew ? counts_.announced : same ? counts_.repeated : counts_.changed);
-  // Repeated contents have a second chance where the first found a full table.
-  if (same && group.reason.empty()) return;
-  if (!isNew) forgetMembers(group);
-  group.contents = announced;
-  for (Fpm::NextHopGroup::Member const& member : announced.members) {
-    groupsOfMember_[member.id].insert(announced.id);
-  }
-  if (std::any_of(announced.members.begin(), announced.members.end(),
-                  [](auto const& member) { return member.weightByte == kUnknownWeight; })) {
-    ++counts_.unknownWeights;
-  }
-  counts_.peak = std::max(counts_.peak, byId_.size());
-  update(group, true);
-  if (isNew && !group.missing.empty()) ++counts_.waited;
+Groups::Use Groups::use(Paths const& paths) {
+  auto const found = uses_.find(paths);
+  return found == uses_.end() ? make(paths) : found->second.lock();
 }
 
-bool Groups::groupDel(std::uint32_t id) {
-  auto const found = byId_.find(id);
-  if (found == byId_.end()) return false;
-  ++counts_.withdrawn;
-  forgetMembers(found->second);
-  release(found->second);
-  byId_.erase(found);
-  return true;
+Groups::Use Groups::make(Paths const& paths) {
+  auto made = std::make_unique<Group>();
+  // There are as many numbers as could be counted.
+  made->number = numbers_.take().value();
+  made->paths = paths;
+  Group& group = *made;
+  auto const end = [link = link_](Group* ended) {
+    std::unique_ptr<Group> const owned(ended);
+    if (link->owner != nullptr) link->owner->remove(*ended);
+  };
+  std::shared_ptr<Group> const use(made.release(), end);
+  uses_.emplace(paths, use);
+  byNumber_.emplace(group.number, &group);
+  index(group);
+  ++counts_.made;
+  counts_.peak = std::max(counts_.peak, byNumber_.size());
+  update(group);
+  return use;
 }
 
-void Groups::memberIs(std::uint32_t id) {
-  auto const found = groupsOfMember_.find(id);
-  if (found == groupsOfMember_.end()) return;
-  for (std::uint32_t const group : found->second) update(byId_.at(group));
-}
-
-void Groups::memberDel(std::uint32_t id) {
-  auto const found = groupsOfMember_.find(id);
-  if (found == groupsOfMember_.end()) return;
-  bool const inForce =
-      std::any_of(found->second.begin(), found->second.end(),
-                  [this](std::uint32_t group) { return byId_.at(group).handle != nullptr; });
-  if (inForce) ++counts_.membersKept;
-}
-
-void Groups::forgetMembers(Group const& group) {
-  for (Fpm::NextHopGroup::Member const& member : group.contents.members) {
-    auto const found = groupsOfMember_.find(member.id);
-    if (found == groupsOfMember_.end()) continue;  // named twice
-    found->second.erase(group.contents.id);
-    if (found->second.empty()) groupsOfMember_.erase(found);
-  }
-}
-
-// The members in the group's order, and into the group what is wrong with them.
-std::vector<Fpm::NextHop> Groups::resolve(Group& group) const {
-  group.missing.clear();
-  group.blackholes.clear();
-  std::vector<Fpm::NextHop> members;
-  for (Fpm::NextHopGroup::Member const& member : group.contents.members) {
-    auto const announced = nextHops_.nextHops().find(member.id);
-    if (announced != nextHops_.nextHops().end()) {
-      members.push_back(announced->second.contents);
-    } else if (otherIds_.kind(member.id) == OtherIds::Kind::blackhole) {
-      group.blackholes.push_back(member.id);
-    } else {
-      // One that was withdrawn under the group is still what it was.
-      auto const kept =
-          std::find_if(group.chain.members.begin(), group.chain.members.end(),
-                       [&member](Fpm::NextHop const& known) { return known.id == member.id; });
-      if (kept != group.chain.members.end()) {
-        members.push_back(*kept);
-      } else {
-        group.missing.push_back(member.id);
-      }
-    }
-  }
-  return members;
-}
-
-// How many rows each member gets.
-std::vector<std::uint32_t> Groups::rowsOfMembers(Fpm::NextHopGroup const& group) {
-  std::vector<std::uint32_t> rows;
-  if (group.members.empty()) return rows;
-  rows.reserve(group.members.size());
-  std::uint32_t divisor = 0;
-  for (Fpm::NextHopGroup::Member const& member : group.members) {
-    rows.push_back(member.weightByte + 1U);
-    divisor = std::gcd(divisor, rows.back());
-  }
-  // Never 0, as a weight is at least 1; said again for readers that cannot know.
-  for (std::uint32_t& count : rows) count /= std::max(divisor, 1U);
-  std::uint32_t const sum = std::accumulate(rows.begin(), rows.end(), 0U);
-  if (sum <= maxWidth_ || rows.size() > maxWidth_) return rows;
-
-  // Too wide: rows in proportion, at least one each.
-  ++counts_.scaled;
-  std::vector<std::uint32_t> scaled;
-  scaled.reserve(rows.size());
-  for (std::uint32_t const count : rows) scaled.push_back(std::max(1U, count * maxWidth_ / sum));
-  std::uint32_t width = std::accumulate(scaled.begin(), scaled.end(), 0U);
-  for (; width > maxWidth_; --width) --*std::max_element(scaled.begin(), scaled.end());
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    double const share = static_cast<double>(scaled[i]) / width;
-    double const wanted = static_cast<double>(rows[i]) / sum;
-    counts_.worstScaling = std::max(counts_.worstScaling, std::abs(share - wanted));
-  }
-  return scaled;
-}
-
-void Groups::update(Group& group, bool changed) {
-  std::vector<Fpm::NextHop> const members = resolve(group);
-  bool const failedBefore = !group.reason.empty();
-  group.reason.clear();
-  if (!group.blackholes.empty()) {
-    // Part of its traffic is to be dropped, which no row says.
-    release(group);
+void Groups::change(Use& held, Use& former, Paths const& paths) {
+  if (held && held->paths == paths) return;
+  bool const isOnlyHolder = held && held.use_count() == 1;
+  if (!isOnlyHolder || uses_.contains(paths)) {
+    Use before = std::exchange(held, use(paths));
+    if (before && mayLead(*before)) former = std::move(before);
     return;
   }
-  if (!group.missing.empty()) return;
-  if (!changed && !failedBefore && group.handle && members == group.chain.members) return;
+  Group& group = *byNumber_.at(held->number);
+  auto node = uses_.extract(group.paths);
+  unindex(group);
+  group.paths = paths;
+  node.key() = paths;
+  uses_.insert(std::move(node));
+  index(group);
+  update(group);
+}
+
+void Groups::remove(Group& group) {
+  ++counts_.ended;
+  uses_.erase(group.paths);
+  unindex(group);
+  byNumber_.erase(group.number);
+  notPlaced_.erase(group.number);
+  refused_.erase(group.number);
+  if (group.handle) ++freed_;
+  release(group);
+  numbers_.giveBack(group.number);
+}
+
+void Groups::index(Group const& group) {
+  for (auto const& [identity, rows] : group.paths) {
+    byInterface_[identity.interfaceIndex()].insert(group.number);
+  }
+}
+
+void Groups::unindex(Group const& group) {
+  for (auto const& [identity, rows] : group.paths) {
+    auto const found = byInterface_.find(identity.interfaceIndex());
+    if (found == byInterface_.end()) continue;  // of an identity on the same interface
+    found->second.erase(group.number);
+    if (found->second.empty()) byInterface_.erase(found);
+  }
+}
+
+void Groups::interfaceIs(std::uint32_t interface, bool up) {
+  if (up ? down_.erase(interface) == 0 : !down_.insert(interface).second) return;
+  std::set<std::uint32_t> affected;
+  if (auto const found = byInterface_.find(interface); found != byInterface_.end()) {
+    affected = found->second;
+  }
+  // The block in force may be of other paths than those asked for.
+  std::copy(waiting_.begin(), waiting_.end(), std::inserter(affected, affected.end()));
+  for (auto const& [number, tried] : notPlaced_) affected.insert(number);
+  std::uint64_t& counter = up ? counts_.restores : counts_.repairs;
+  for (std::uint32_t const number : affected) {
+    Group& group = *byNumber_.at(number);
+    if (!up) repairInForce(group);
+    if (update(group)) ++counter;
+  }
+}
+
+void Groups::repairInForce(Group& group) {
+  if (!group.accepted || (group.former.empty() && group.reason.empty())) return;
+  Paths const& inForce = group.former.empty() ? group.chain.paths : group.former.back().paths;
+  Paths const paths = withoutInterfaces(inForce, down_);
+  if (paths == inForce) return;
+  std::string const reason = group.reason;
+  tryToPlace(group, paths);
+  if (!reason.empty()) group.reason = reason;  // what is asked for still has no place
+}
+
+bool Groups::update(Group& group) {
+  Paths const paths = withoutInterfaces(group.paths, down_);
+  if (group.reason.empty() && group.handle && group.chain.paths == paths) return false;
+  group.reason.clear();
+  notPlaced_.erase(group.number);
+  if (group.handle && group.chain.paths == paths) return false;  // back to what is in force
+  std::uint64_t const swaps = counts_.swaps;
+  tryToPlace(group, paths);
+  return counts_.swaps != swaps;
+}
+
+void Groups::tryToPlace(Group& group, Paths const& paths) {
   char const* tableInUse = nullptr;
   try {
-    place(group, members, tableInUse);
+    place(group, paths, tableInUse);
   } catch (Asic::NoRowException const& full) {
-    group.reason = noRoomText(tableInUse, full.width(), full.rowsFree(), full.tableSize(),
-                              full.largestFreeRun());
+    fail(group, noRoomText(tableInUse, full.width(), full.rowsFree(), full.tableSize(),
+                           full.largestFreeRun()));
+    // It may have been another group's write, which an answer within this one set off.
+    if (!waiting_.empty()) noRoom();
   }
-  if (!group.reason.empty()) ++counts_.notPlaced;
 }
 
-void Groups::place(Group& group, std::vector<Fpm::NextHop> const& members,
-                   char const*& tableInUse) {
-  if (members.empty() || members.size() > maxWidth_) {
-    group.reason = members.empty() ? "no members"
-                                   : fmt::format("{} members, a block has at most {} rows",
-                                                 members.size(), maxWidth_);
-    return;
-  }
-  // By identity; several members may be one.
-  struct Rows {
-    EcmpNextHops::Use use;
-    std::uint32_t count = 0;
-  };
-  std::map<EcmpNextHops::Identity, Rows> paths;
-  std::vector<std::uint32_t> const rows = rowsOfMembers(group.contents);
-  std::uint32_t width = 0;
+void Groups::place(Group& group, Paths const& paths, char const*& tableInUse) {
+  Chain chain;
+  chain.paths = paths;
+  chain.width = static_cast<std::uint16_t>(widthOf(paths));
   tableInUse = kNextHopTable;
-  for (std::size_t i = 0; i < members.size(); ++i) {
-    EcmpNextHops::Result const result = ecmpNextHops_.use(members[i]);
+  for (auto const& [identity, rows] : paths) {
+    EcmpNextHops::Result const result = ecmpNextHops_.use(identity);
     if (!result.use) {
-      group.reason = text(result.obstacle);
+      fail(group, text(result.obstacle));
       return;
     }
-    Rows& path = paths[result.use->identity];
-    path.use = result.use;
-    path.count += rows[i];
-    width += rows[i];
-  }
-  Chain chain;
-  chain.members = members;
-  chain.width = static_cast<std::uint16_t>(width);
-  OrviaL3Unicast::L3EcmpEntryBlock block{Asic::BlockSize(chain.width)};
-  std::uint32_t position = 0;
-  for (auto const& [identity, path] : paths) {
-    chain.hops.push_back(path.use);
-    OrviaL3Unicast::L3EcmpMember const member(path.use->handle);
-    for (std::uint32_t i = 0; i < path.count; ++i) block.entryIs(position++, member);
+    chain.hops.push_back(result.use);
   }
   tableInUse = kMemberTable;
-  chain.block = memberTable_->entryBlockRef(block);
+  chain.block = memberTable_->entryBlockRef(blockOf(paths, chain.hops));
   tableInUse = kGroupTable;
   commit(group, std::move(chain));
 }
@@ -240,39 +217,76 @@ void Groups::commit(Group& group, Chain chain) {
     throw;
   }
   // An answer within the call comes before there is a handle to judge it by.
-  if (group.handle->isProgrammed()) answered(group.contents.id);
+  if (group.handle->isProgrammed()) answered(group.number, Asic::HwTable::success());
 }
 
 void Groups::write(Group& group) {
-  std::uint32_t const id = group.contents.id;
-  group.handle = table_->entryCommitWithResponseHandler(
-      Table::Index(id), recordOf(group.chain), [this, id](Asic::HwTable::EntryState state) {
-        if (state == Asic::HwTable::success()) answered(id);
-      });
+  waiting_.insert(group.number);
+  auto const answer = [link = link_, number = group.number](Asic::HwTable::EntryState state) {
+    if (link->owner != nullptr) link->owner->answered(number, state);
+  };
+  group.handle = table_->entryCommitWithResponseHandler(Table::Index(group.number),
+                                                        recordOf(group.chain), answer);
 }
 
-// The hardware accepted the group's row.
-void Groups::answered(std::uint32_t id) {
-  auto const found = byId_.find(id);
+// The hardware answered for the group's row.
+void Groups::answered(std::uint32_t number, Asic::HwTable::EntryState answer) {
+  auto const found = byNumber_.find(number);
+  if (found == byNumber_.end()) return;
+  if (answer != Asic::HwTable::success()) {
+    refused_.insert(number);
+    return;
+  }
+  found->second->accepted = true;
   // While a newer record is parked, this was the answer to the one before.
-  if (found == byId_.end() || !isWritten(found->second)) return;
+  if (!isWritten(*found->second)) return;
+  waiting_.erase(number);
   std::vector<Chain> ended;
-  ended.swap(found->second.former);
+  ended.swap(found->second->former);
+  if (!ended.empty()) ++freed_;
 }
 
-bool Groups::parked(Group const& group) const {
-  return group.handle && table_->unresolvedEntry(Table::Index(group.contents.id)) != nullptr;
+Groups::State Groups::state(Group const& group) const {
+  if (!group.reason.empty() || !group.handle) return State::notPlaced;
+  if (table_->unresolvedEntry(Table::Index(group.number))) return State::parked;
+  if (group.handle->isProgrammed()) return State::programmed;
+  return group.handle->entryState() == Asic::HwTable::refused ? State::refused : State::unanswered;
+}
+
+bool Groups::inForce(Group const& group) const { return group.accepted; }
+
+bool Groups::mayLead(Group const& group) const {
+  if (!group.handle || group.accepted) return group.accepted;
+  bool const wasWritten = !group.former.empty() || isWritten(group);
+  return wasWritten && group.handle->entryState() == Asic::HwTable::notAnswered;
+}
+
+Asic::Index Groups::row(Group const& group) const {
+  Table::Index const key(group.number);
+  return table_->firstFreeIndexAllocator()->indexForKey(
+      OrviaL3Unicast::L3EcmpGroupTraits::keyType(), &key);
+}
+
+std::size_t Groups::missingMemberRows(Group const& group) const {
+  if (!group.chain.block || !group.chain.block->isProgrammed()) return 0;
+  return hardware_.memberRowsNotTaken(group.chain.block->hwEntryIndex().value(), group.chain.width);
+}
+
+std::size_t Groups::holders(Group const& group) const {
+  return static_cast<std::size_t>(uses_.at(group.paths).use_count());
 }
 
 bool Groups::isWritten(Group const& group) const {
-  Table::Index const key(group.contents.id);
+  Table::Index const key(group.number);
   return table_->entryExists(key) && table_->entry(key) == recordOf(group.chain);
 }
 
 void Groups::release(Group& group) {
-  Table::Index const key(group.contents.id);
+  waiting_.erase(group.number);
+  Table::Index const key(group.number);
   if (table_->entryHandleExists(key)) table_->entryRemove(key);
   group.handle = nullptr;
+  group.accepted = false;
   // All blocks before any next hop.
   std::vector<Chain> chains;
   chains.swap(group.former);
@@ -283,49 +297,151 @@ void Groups::release(Group& group) {
 void Groups::noRoom() {
   // Everything is looked at before anything is taken back: that makes room and hides the cause.
   std::vector<std::pair<std::uint32_t, std::string>> failed;
-  for (auto const& [id, group] : byId_) {
-    std::string const reason = group.handle ? obstacleOf(group) : std::string();
-    if (!reason.empty()) failed.emplace_back(id, reason);
+  for (std::uint32_t const number : waiting_) {
+    Group const& group = *byNumber_.at(number);
+    std::string reason = group.handle ? obstacleOf(group) : std::string();
+    if (!reason.empty()) failed.emplace_back(number, std::move(reason));
   }
-  for (auto const& [id, reason] : failed) takeBack(byId_.at(id), reason);
+  // Who came last makes room for who came first: each of them may have a part of the rows that
+  // another one needs.
+  std::size_t first = 0;
+  for (std::size_t end = failed.size(); first < end;) {
+    if (placeRows(*byNumber_.at(failed[first].first))) {
+      ++first;
+    } else {
+      --end;
+      takeBack(*byNumber_.at(failed[end].first), failed[end].second);
+    }
+  }
+}
+
+bool Groups::placeRows(Group const& group) {
+  try {
+    for (EcmpNextHops::Use const& hop : std::vector(group.chain.hops)) {
+      if (ecmpNextHops_.withoutRow(*hop)) ecmpNextHops_.place(*hop);
+    }
+    MemberTable::EntryHandle::PtrConst const block = group.chain.block;
+    if (hasNoRows(*block)) memberTable_->handleEntryBlock(block->key());
+    Table::Index const key(group.number);
+    if (table_->entryExists(key) && row(group) == Asic::Index::invalidIndex()) {
+      table_->handleEntry(key);
+    }
+  } catch (Asic::NoRowException const&) {
+    return false;
+  }
+  return obstacleOf(group).empty();
+}
+
+// Whether the block is committed and yet has no rows, because there were none at that moment.
+bool Groups::hasNoRows(MemberTable::EntryHandle const& block) const {
+  void const* const key = static_cast<Asic::EntryBlockBase const*>(&block.key());
+  return memberTable_->entryBlockExists(block.key()) &&
+         memberTable_->indexAllocator()->indexForBlock(key) == Asic::Index::invalidIndex();
 }
 
 // What of the group's latest record is ready and found no row.
 std::string Groups::obstacleOf(Group const& group) const {
-  using OrviaL3Unicast::L3EcmpEntryBlock;
-  using OrviaL3Unicast::L3EcmpGroupTraits;
-  Asic::Index const none = Asic::Index::invalidIndex();
   if (std::any_of(
           group.chain.hops.begin(), group.chain.hops.end(),
           [this](EcmpNextHops::Use const& hop) { return ecmpNextHops_.withoutRow(*hop); })) {
     return noRoomText(kNextHopTable, 1, ecmpNextHops_.rows());
   }
-  L3EcmpEntryBlock const& block = group.chain.block->key();
-  auto const& runs = *memberTable_->indexAllocator();
-  void const* const blockKey = static_cast<Asic::EntryBlockBase const*>(&block);
-  if (memberTable_->entryBlockExists(block) && runs.indexForBlock(blockKey) == none) {
-    return noRoomText(kMemberTable, group.chain.width, runs);
+  if (hasNoRows(*group.chain.block)) {
+    return noRoomText(kMemberTable, group.chain.width, *memberTable_->indexAllocator());
   }
-  Table::Index const key(group.contents.id);
-  auto const& rows = *table_->firstFreeIndexAllocator();
-  if (table_->entryExists(key) && rows.indexForKey(L3EcmpGroupTraits::keyType(), &key) == none) {
-    return noRoomText(kGroupTable, 1, rows);
+  if (table_->entryExists(Table::Index(group.number)) &&
+      row(group) == Asic::Index::invalidIndex()) {
+    return noRoomText(kGroupTable, 1, *table_->firstFreeIndexAllocator());
   }
   return {};
 }
 
 void Groups::takeBack(Group& group, std::string const& reason) {
-  ++counts_.notPlaced;
-  group.reason = reason;
   if (group.former.empty()) {
     release(group);
-    return;
+  } else {
+    // Writing the record that is in force drops the parked one; then nothing needs the new block.
+    Chain failed = std::exchange(group.chain, std::move(group.former.back()));
+    group.former.pop_back();
+    write(group);
+    failed.block = nullptr;
   }
-  // Writing the record that is in force drops the parked one; then nothing needs the new block.
-  Chain failed = std::exchange(group.chain, std::move(group.former.back()));
-  group.former.pop_back();
-  write(group);
-  failed.block = nullptr;
+  fail(group, reason);
+}
+
+void Groups::fail(Group& group, std::string reason) {
+  ++counts_.notPlaced;
+  group.reason = std::move(reason);
+  notPlaced_[group.number] = freed_;
+}
+
+void Groups::retry(Group const& group, bool unanswered) {
+  bool full = false;
+  for (EcmpNextHops::Use const& hop : std::vector(group.chain.hops)) {
+    full |= ecmpNextHops_.retry(*hop, unanswered);
+  }
+  if (full) noRoom();
+  if (unanswered && missingMemberRows(group) > 0) {
+    ++counts_.retried;
+    MemberTable::EntryHandle::PtrConst const block = group.chain.block;
+    memberTable_->handleEntryBlock(block->key());
+  }
+  State const now = state(group);
+  if (now == State::notPlaced) {
+    update(*byNumber_.at(group.number));
+  } else if (now == State::refused || (unanswered && now == State::unanswered)) {
+    ++counts_.retried;
+    table_->handleEntry(Table::Index(group.number));
+  }
+}
+
+void Groups::retryAll(bool unanswered) {
+  std::vector<Use> tried;
+  if (unanswered) {
+    for (auto const& [paths, use] : uses_) tried.push_back(use.lock());
+    refused_.clear();
+  } else {
+    for (std::uint32_t const number : std::exchange(refused_, {})) {
+      tried.push_back(uses_.at(byNumber_.at(number)->paths).lock());
+    }
+  }
+  std::sort(tried.begin(), tried.end(),
+            [](Use const& a, Use const& b) { return a->number < b->number; });
+  for (Use const& use : tried) retry(*use, unanswered);
+}
+
+void Groups::retryNotPlaced() {
+  std::vector<std::uint32_t> candidates;
+  for (auto const& [number, tried] : notPlaced_) {
+    if (tried != freed_) candidates.push_back(number);
+  }
+  for (std::uint32_t const number : candidates) {
+    auto const failed = notPlaced_.find(number);
+    if (failed == notPlaced_.end()) continue;
+    failed->second = freed_;
+    Group& group = *byNumber_.at(number);
+    if (mayFit(group, room())) update(group);
+  }
+}
+
+Groups::Room Groups::room() const {
+  auto const& runs = *memberTable_->indexAllocator();
+  return {ecmpNextHops_.rows().rowsFree(), runs.largestFreeRun(),
+          table_->firstFreeIndexAllocator()->rowsFree()};
+}
+
+bool Groups::mayFit(Group const& group, Room const& free) const {
+  if (!group.handle && free.groups == 0) return false;
+  Paths const paths = withoutInterfaces(group.paths, down_);
+  auto const needed = std::count_if(paths.begin(), paths.end(), [this](auto const& path) {
+    return !ecmpNextHops_.isLive(path.first);
+  });
+  if (widthOf(paths) <= free.run) return needed <= free.nextHops;
+  // Another group may have the very block.
+  if (needed > 0) return false;
+  std::vector<EcmpNextHops::Use> hops;
+  for (auto const& [identity, rows] : paths) hops.push_back(ecmpNextHops_.use(identity).use);
+  return memberTable_->entryBlockExists(blockOf(paths, hops));
 }
 
 }  // namespace OrviaL3Agent

@@ -1,32 +1,33 @@
-// The groups of the routing stream: for each a block of member rows and a group row that names it.
+// The groups of the hardware: for each distinct set of paths a number, a block of member rows, and
+// a group row that names the block.
 //
-//   Groups groups(tables, ecmpNextHops, nextHops, otherIds, maxWidth);
-//   groups.groupIs(announced);          // a group may come before its members
-//   groups.memberIs(id);                // an id was announced: groups that wait for it go on
-//   groups.groupDel(id);
+//   Groups groups(groupTable, memberTable, ecmpNextHops, hardware);
+//   Groups::Use use = groups.use(paths);      // equal paths give the same group
+//   groups.change(use, former, other);        // moves the holder to the group of other paths
+//   groups.interfaceIs(7, false);             // local repair: leave out the paths over 7
 //
-// A group whose members are not all announced waits here, in no table. Then its members become next
-// hops of the ECMP view, repeated by their weights and ordered by identity, so that equal groups
-// share one block; the group row waits in its table until the block is programmed.
+// The paths become next hops of the ECMP view and a block, both shared with other groups; the group
+// row waits in its table until the block is programmed. The group's key is its number: the lowest
+// free one from 1 up.
 //
-// A group that comes again with other contents, or one of whose members does, references the new
-// block, commits, and lets go of the old block when the hardware has accepted the row that names
-// the new one; until then, and after a refusal, packets take the old block. A group that goes
-// leaves from the top: its row, the block, the next hops. A member that is withdrawn stays in the
-// blocks that use it until their groups change.
+// A group whose paths change, or some of whose interfaces fail or return, references the new block,
+// commits, and lets go of the old block when the hardware has accepted the row that names the new
+// one; until then, and after a refusal, packets take the old block. A group whose last holder goes
+// leaves from the top: its row, the block, the next hops.
 //
-// Where a table is full the group is kept with the reason. The exception comes from the write here,
-// or out of whatever brought the last missing answer: whoever catches it there calls noRoom(),
-// which takes back what could not be placed. Such a group is tried again when it is announced
-// again.
+// Where a table is full the group is kept with the reason, and a block that it has in force stays.
+// The exception comes from the write here, or out of whatever brought the last missing answer:
+// whoever catches it there calls noRoom(), which takes back what could not be placed. retryAll()
+// tries such groups again, and what the hardware refused.
 //
-// Threading: the loop's thread. Ownership: counts the tables; refers to the rest, which must
-// outlive it.
+// Threading: the loop's thread. Ownership: uses are counted; those that outlive this object, or its
+// end() below, let go of what they have and leave the tables alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,9 +35,9 @@
 #include "OrviaL3Unicast/L3EcmpGroupTable.h"
 #include "OrviaL3Unicast/L3EcmpMemberTable.h"
 #include "agent/EcmpNextHops.h"
-#include "agent/NextHops.h"
-#include "agent/OtherIds.h"
-#include "agent/fpm/Messages.h"
+#include "agent/Hardware.h"
+#include "agent/Paths.h"
+#include "agent/RowPool.h"
 
 namespace OrviaL3Agent {
 
@@ -44,88 +45,145 @@ class Groups {
  public:
   using Table = OrviaL3Unicast::L3EcmpGroupTable;
   using MemberTable = OrviaL3Unicast::L3EcmpMemberTable;
-  static constexpr std::uint32_t kDefaultMaxWidth = 512;
+
+  enum class State : std::uint8_t {
+    programmed,  // the hardware accepted the record
+    unanswered,  // written, and not yet answered
+    parked,      // the record waits for its block
+    refused,     // the hardware refused the record
+    notPlaced,   // met a full table or the like: see `reason`
+  };
 
   struct Counts {
-    std::uint64_t announced = 0;  // ids that were new
-    std::uint64_t repeated = 0;   // announced again as they were
-    std::uint64_t changed = 0;    // announced again with other contents
-    std::uint64_t withdrawn = 0;
-    std::uint64_t waited = 0;          // ids that were announced before all of their members
-    std::uint64_t swaps = 0;           // commits of another block under a live group
-    std::uint64_t notPlaced = 0;       // attempts that met a full table
-    std::uint64_t unknownWeights = 0;  // groups announced with a weight byte of 255
-    std::uint64_t scaled = 0;          // blocks that would have been too wide
-    double worstScaling = 0;  // the largest change of a member's share by that, in all traffic
-    std::uint64_t membersKept = 0;  // members withdrawn while a group in force uses them
-    std::size_t peak = 0;           // most ids at once
+    std::uint64_t made = 0;       // groups that came into use
+    std::uint64_t ended = 0;      // whose last holder went
+    std::uint64_t swaps = 0;      // commits of another block under a group in use
+    std::uint64_t repairs = 0;    // of these, because an interface failed
+    std::uint64_t restores = 0;   // of these, because one returned
+    std::uint64_t notPlaced = 0;  // attempts that met a full table
+    std::uint64_t retried = 0;    // records and blocks that were written once more
+    std::size_t peak = 0;         // most in use at once
   };
 
   // What a group row names, from the bottom up.
   struct Chain {
-    std::vector<Fpm::NextHop> members;  // as they were then
+    Paths paths;
     std::vector<EcmpNextHops::Use> hops;
     MemberTable::EntryHandle::PtrConst block;
     std::uint16_t width = 0;
   };
 
   struct Group {
-    Fpm::NextHopGroup contents;
-    std::vector<std::uint32_t> missing;         // members that are not announced
-    std::vector<std::uint32_t> blackholes;      // members that drop
-    std::string reason;                         // why the latest contents have no place
+    std::uint32_t number = 0;
+    Paths paths;                                // as asked for
+    std::string reason;                         // why these have no place
     Chain chain;                                // of the latest record
     std::vector<Chain> former;                  // that the hardware row may still name
     Vek::Ptr<Table::EntryHandle const> handle;  // none: no record in the table
+    bool accepted = false;                      // the row holds one of these records
   };
+  using Use = std::shared_ptr<Group const>;
 
   Groups(Vek::Ptr<Table> table, Vek::Ptr<MemberTable> memberTable, EcmpNextHops& ecmpNextHops,
-         NextHops const& nextHops, OtherIds const& otherIds,
-         std::uint32_t maxWidth = kDefaultMaxWidth);
-  // Lets go of every group as it is: what was committed stays in the table.
+         Hardware const& hardware);
   ~Groups();
   Groups(Groups const&) = delete;
   Groups& operator=(Groups const&) = delete;
 
-  void groupIs(Fpm::NextHopGroup const& announced);
-  // Returns false for an id that is not here.
-  bool groupDel(std::uint32_t id);
-  // The id was announced as a next hop or as one that drops.
-  void memberIs(std::uint32_t id);
-  // The id was withdrawn.
-  void memberDel(std::uint32_t id);
+  // `paths`: at least one, and at most 65535 rows.
+  [[nodiscard]] Use use(Paths const& paths);
+  // Makes `held` (which may be empty) a use of the group of these paths. The group itself changes
+  // when nobody else holds it and no group has these paths already; it keeps its number and row
+  // then. Otherwise a group that may lead packets becomes `former`, for the holder to keep until
+  // the other one does.
+  void change(Use& held, Use& former, Paths const& paths);
+
+  // An interface failed or returned: every group with a path over it goes without that path, or
+  // with it again, within this call. A group that has no other path keeps those that it has.
+  void interfaceIs(std::uint32_t interface, bool up);
+  [[nodiscard]] std::set<std::uint32_t> const& downInterfaces() const { return down_; }
+
   // A table was found full outside of the calls above.
   void noRoom();
 
-  // By ascending id.
-  [[nodiscard]] std::map<std::uint32_t, Group> const& groups() const { return byId_; }
-  [[nodiscard]] bool parked(Group const& group) const;
+  // Tries once more, now: places what had no room, writes again what the hardware refused, and with
+  // `unanswered` also what it did not answer, and member rows that did not take their write.
+  void retry(Group const& group, bool unanswered);
+  void retryAll(bool unanswered);
+  // Tries those that had no room and may have it now.
+  void retryNotPlaced();
+
+  [[nodiscard]] State state(Group const& group) const;
+  // Whether the hardware leads packets over this group, be it over the block before.
+  [[nodiscard]] bool inForce(Group const& group) const;
+  // The same, or it may do so without having said it: the answer is awaited, or lost.
+  [[nodiscard]] bool mayLead(Group const& group) const;
+  // The group's row, or the invalid index.
+  [[nodiscard]] Asic::Index row(Group const& group) const;
+  // The rows of its block that did not take their write; 0 while it has none.
+  [[nodiscard]] std::size_t missingMemberRows(Group const& group) const;
+
+  // By ascending number.
+  [[nodiscard]] std::map<std::uint32_t, Group*> const& groups() const { return byNumber_; }
+  // How many hold the group.
+  [[nodiscard]] std::size_t holders(Group const& group) const;
   [[nodiscard]] Counts const& counts() const { return counts_; }
 
+  // From here on the end of a use removes nothing: what was committed stays in the table.
+  void end() { link_->owner = nullptr; }
+
  private:
-  [[nodiscard]] std::vector<Fpm::NextHop> resolve(Group& group) const;
-  [[nodiscard]] std::vector<std::uint32_t> rowsOfMembers(Fpm::NextHopGroup const& group);
-  // `changed`: whether the group's own contents are new.
-  void update(Group& group, bool changed = false);
-  void place(Group& group, std::vector<Fpm::NextHop> const& members, char const*& tableInUse);
+  struct Link {
+    Groups* owner;
+  };
+  // What the tables have free.
+  struct Room {
+    std::uint32_t nextHops = 0, run = 0, groups = 0;
+  };
+
+  [[nodiscard]] Use make(Paths const& paths);
+  void remove(Group& group);
+  void index(Group const& group);
+  void unindex(Group const& group);
+  // Brings the group's record in line with its paths and the interfaces. Returns whether another
+  // block was committed.
+  bool update(Group& group);
+  // Where the block in force is not the one that the group is to have, takes the failed interfaces
+  // out of it as well.
+  void repairInForce(Group& group);
+  void tryToPlace(Group& group, Paths const& paths);
+  void place(Group& group, Paths const& paths, char const*& tableInUse);
   void commit(Group& group, Chain chain);
   void write(Group& group);
-  void answered(std::uint32_t id);
+  void answered(std::uint32_t number, Asic::HwTable::EntryState answer);
+  void fail(Group& group, std::string reason);
+  // Writes what of the group is ready and had no row. Returns whether it has all its rows now.
+  bool placeRows(Group const& group);
+  [[nodiscard]] bool hasNoRows(MemberTable::EntryHandle const& block) const;
   void takeBack(Group& group, std::string const& reason);
   void release(Group& group);
-  void forgetMembers(Group const& group);
   // Whether the table's collection has the latest record: it was ready, and written.
   [[nodiscard]] bool isWritten(Group const& group) const;
   [[nodiscard]] std::string obstacleOf(Group const& group) const;
+  [[nodiscard]] Room room() const;
+  [[nodiscard]] bool mayFit(Group const& group, Room const& free) const;
 
   Vek::Ptr<Table> table_;
   Vek::Ptr<MemberTable> memberTable_;
   EcmpNextHops& ecmpNextHops_;
-  NextHops const& nextHops_;
-  OtherIds const& otherIds_;
-  std::uint32_t maxWidth_;
-  std::map<std::uint32_t, Group> byId_;
-  std::map<std::uint32_t, std::set<std::uint32_t>> groupsOfMember_;
+  Hardware const& hardware_;
+  std::shared_ptr<Link> link_;
+  RowPool numbers_;
+  std::map<Paths, std::weak_ptr<Group>> uses_;
+  std::map<std::uint32_t, Group*> byNumber_;
+  std::map<std::uint32_t, std::set<std::uint32_t>> byInterface_;  // numbers
+  std::set<std::uint32_t> down_;
+  std::map<std::uint32_t, std::uint64_t> notPlaced_;  // by number, and `freed_` at the last attempt
+  std::set<std::uint32_t> waiting_;                   // numbers whose latest record is not accepted
+  std::set<std::uint32_t> refused_;                   // numbers, some since accepted
+  // Counts what gave rows back that it had for good. What a failed attempt gives back is not
+  // counted: to try again for that would never end.
+  std::uint64_t freed_ = 0;
   Counts counts_;
 };
 

@@ -1,32 +1,61 @@
 #include "agent/Hardware.h"
 
 namespace OrviaL3Agent {
+namespace {
+
+SoftAsic::FaultProfiles profilesOf(ReplayOptions const& options) {
+  SoftAsic::FaultProfiles profiles = options.faults;
+  if (options.answer == ReplayOptions::Answer::now) {
+    // A profile that says when its table answers is right about it.
+    for (SoftAsic::FaultProfile& profile : profiles.tables) {
+      if (profile.answerAfter == 0U) profile.answerAfter.reset();
+    }
+  }
+  return profiles;
+}
+
+}  // namespace
 
 Hardware::Hardware(ReplayOptions const& options)
     : device_({.nextHops = options.rows,
                .ecmpNextHops = options.firstIngressRow(),
                .members = options.memberRows,
                .groups = options.groupRows},
-              options.answer == ReplayOptions::Answer::now
-                  ? SoftAsic::AnswerQueue::Delivery::atOnce
-                  : SoftAsic::AnswerQueue::Delivery::whenDrained) {
+              profilesOf(options)) {
   for (std::uint32_t const row : options.refusedRows) device_.nextHops().rowRefusesIs(row, true);
 }
 
 void Hardware::runSlice() {
-  for (std::size_t left = device_.answers()->waiting(); left > 0; --left) {
+  for (std::size_t left = device_.answers()->turn(); left > 0; --left) {
     try {
-      device_.answers()->drain(1);
+      device_.answers()->deliverOne();
     } catch (Asic::NoRowException const&) {
       noRoom_ = true;
     }
   }
 }
 
-std::uint64_t Hardware::answers() const {
-  return counts().accepted + counts().refused + counts().overtaken;
+std::size_t Hardware::memberRowsNotTaken(std::uint32_t first, std::uint32_t count) const {
+  std::size_t notTaken = 0;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Asic::Index const row(first + i);
+    bool const isTaken =
+        device_.members().hasRow(row) && device_.members().row(row).fate == SoftAsic::Fate::taken;
+    if (!isTaken) ++notTaken;
+  }
+  return notTaken;
 }
 
-std::uint64_t Hardware::rowsInForce() const { return rowsInForce(device_.ingressNextHops()); }
+std::uint64_t Hardware::deletes() const {
+  return sum([](auto const& window) { return window.counts().deletes; });
+}
+
+std::uint64_t Hardware::calls() const {
+  return sum([](auto const& window) { return window.counts().writes + window.counts().deletes; });
+}
+
+std::uint64_t Hardware::rowsInForce() const {
+  return sum([](auto const& window) { return rowsInForce(window); });
+}
 
 }  // namespace OrviaL3Agent

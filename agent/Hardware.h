@@ -14,6 +14,7 @@
 // Threading: the loop's thread. Ownership: counts the soft ASIC's objects, as the table does.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -25,8 +26,6 @@ namespace OrviaL3Agent {
 
 class Hardware final : public EventLoop::Source {
  public:
-  using Counts = SoftAsic::NextHopHwTable::Counts;
-
   explicit Hardware(ReplayOptions const& options);
 
   // Gives the table its hardware and its utility and brings it up: ready for commits afterwards.
@@ -44,16 +43,18 @@ class Hardware final : public EventLoop::Source {
   // Whether an answer met a full table since the last call.
   [[nodiscard]] bool takeNoRoom() { return std::exchange(noRoom_, false); }
 
+  [[nodiscard]] SoftAsic::SoftDevice& device() { return device_; }
   [[nodiscard]] SoftAsic::SoftDevice const& device() const { return device_; }
   // A row of the next-hop table, whichever view's it is.
   [[nodiscard]] SoftAsic::NextHopHwTable::Row const& row(std::uint32_t row) const {
     return device_.nextHops().row(row);
   }
-  // Of the ingress view alone.
-  [[nodiscard]] Counts const& counts() const { return device_.ingressNextHops().counts(); }
-  // Answers that were delivered to it, whatever they said.
-  [[nodiscard]] std::uint64_t answers() const;
-  // Its rows that hold something.
+  // Of the member rows from `first` on, those that refused or lost their last write.
+  [[nodiscard]] std::size_t memberRowsNotTaken(std::uint32_t first, std::uint32_t count) const;
+  // Calls of all tables so far.
+  [[nodiscard]] std::uint64_t deletes() const;
+  [[nodiscard]] std::uint64_t calls() const;
+  // The rows of all tables that hold something.
   [[nodiscard]] std::uint64_t rowsInForce() const;
 
   // The rows of a window that hold something.
@@ -67,6 +68,13 @@ class Hardware final : public EventLoop::Source {
   }
 
  private:
+  // Something of each of the four windows, added up.
+  template <class Count>
+  [[nodiscard]] std::uint64_t sum(Count const& count) const {
+    return count(device_.ingressNextHops()) + count(device_.ecmpNextHops()) +
+           count(device_.members()) + count(device_.groups());
+  }
+
   SoftAsic::SoftDevice device_;
   bool noRoom_ = false;
 };

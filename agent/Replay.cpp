@@ -1,106 +1,84 @@
 #include "agent/Replay.h"
 
 #include <fmt/format.h>
-#include <linux/rtnetlink.h>
 
 #include <cstdio>
 
+#include "agent/Plot.h"
+#include "agent/RouteText.h"
 #include "agent/Tracing.h"
 
 namespace OrviaL3Agent {
-
 namespace {
 
-std::optional<std::uint16_t> pointerOf(StandInTable::Handle const& handle, std::uint16_t value) {
-  if (!handle || !handle->isProgrammed()) return std::nullopt;
-  return value;
+Mapping::Tables makeTables() {
+  return {IngressNextHops::Table::IngL3NextHop1TableIs(),
+          EcmpNextHops::Table::EcmpIngL3NextHop1TableIs(),
+          Groups::MemberTable::L3EcmpMemberTableIs(), Groups::Table::L3EcmpGroupTableIs()};
 }
 
-ShownNextHop::Record recordOf(NextHops::Table::Entry const& entry) {
-  return {entry.fields(), pointerOf(entry.l3Oif1Handle(), entry.l3Oif1()),
-          pointerOf(entry.mtuProfilePtrHandle(), entry.mtuProfilePtr())};
+ForwardingCheck::Sizes sizesOf(ReplayOptions const& options) {
+  return {.ecmpNextHops = options.firstIngressRow(),
+          .nextHops = options.rows,
+          .members = options.memberRows,
+          .groups = options.groupRows};
 }
 
 }  // namespace
-
-// What becomes of each kind of message.
-struct Replay::Dispatch {
-  Replay& replay;
-
-  // An id has one kind at a time; announcing it as another kind ends what it was.
-  void operator()(Fpm::NextHop const& nextHop) const {
-    ++replay.counts_.nextHops;
-    replay.groups_.groupDel(nextHop.id);
-    replay.otherIds_.idDel(nextHop.id);
-    replay.nextHops_.nextHopIs(nextHop);
-    replay.groups_.memberIs(nextHop.id);
-  }
-  void operator()(Fpm::NextHopGroup const& group) const {
-    ++replay.counts_.groups;
-    replay.nextHops_.nextHopDel(group.id);
-    replay.otherIds_.idIs(group.id, OtherIds::Kind::group);
-    replay.groups_.memberDel(group.id);
-    replay.groups_.groupIs(group);
-  }
-  void operator()(Fpm::BlackholeNextHop const& blackhole) const {
-    ++replay.counts_.blackholes;
-    replay.nextHops_.nextHopDel(blackhole.id);
-    replay.groups_.groupDel(blackhole.id);
-    replay.otherIds_.idIs(blackhole.id, OtherIds::Kind::blackhole);
-    replay.groups_.memberIs(blackhole.id);
-  }
-  void operator()(Fpm::NextHopWithdrawal const& withdrawal) const {
-    if (replay.nextHops_.nextHopDel(withdrawal.id)) {
-      ++replay.counts_.nextHopWithdrawals;
-      replay.groups_.memberDel(withdrawal.id);
-    } else if (auto const kind = replay.otherIds_.idDel(withdrawal.id)) {
-      replay.groups_.groupDel(withdrawal.id);
-      ++(*kind == OtherIds::Kind::group ? replay.counts_.groupWithdrawals
-                                        : replay.counts_.blackholeWithdrawals);
-    } else {
-      ++replay.counts_.unknownWithdrawals;
-    }
-  }
-  void operator()(Fpm::Route const& route) const {
-    if (route.nextHopId) {
-      ++replay.counts_.routesById;
-    } else if (route.type == RTN_UNICAST) {
-      ++replay.counts_.routesWithPaths;
-    } else {
-      ++replay.counts_.routesThatDrop;
-    }
-  }
-  void operator()(Fpm::RouteWithdrawal const&) const { ++replay.counts_.routeWithdrawals; }
-  void operator()(Fpm::SkippedMessage const&) const { ++replay.counts_.skippedMessages; }
-};
 
 Replay::Replay(ReplayOptions const& options)
     : options_(options),
       interfaces_(loop_, options.interfaceDelay),
       mtuProfiles_(loop_, options.mtuDelay),
+      parts_(interfaces_, mtuProfiles_, options.mtus),
       hardware_(options),
-      table_(NextHops::Table::IngL3NextHop1TableIs()),
-      nextHops_(table_, interfaces_, mtuProfiles_,
-                std::make_shared<RowPool>(options.firstRow.value_or(options.firstIngressRow()),
-                                          options.rows - 1)),
-      ecmpTable_(EcmpNextHops::Table::EcmpIngL3NextHop1TableIs()),
-      memberTable_(Groups::MemberTable::L3EcmpMemberTableIs()),
-      groupTable_(Groups::Table::L3EcmpGroupTableIs()),
-      ecmpNextHops_(ecmpTable_, interfaces_, mtuProfiles_, nextHops_.adjacencies()),
-      groups_(groupTable_, memberTable_, ecmpNextHops_, nextHops_, otherIds_, options.maxWidth),
-      input_(
-          options.file, options.slice, options.until, counts_,
-          [this](Fpm::Message const& message) { std::visit(Dispatch{*this}, message.content); }) {
-  hardware_.attach(*table_);
-  hardware_.attach(*ecmpTable_);
-  hardware_.attach(*memberTable_);
-  hardware_.attach(*groupTable_);
+      mapping_(makeTables(), parts_, hardware_,
+               std::make_shared<RowPool>(options.firstRow.value_or(options.firstIngressRow()),
+                                         options.rows - 1),
+               options.maxWidth, counts_),
+      events_(options.events),
+      input_(options.file, options.slice, options.until, counts_, *this) {
+  if (options.checkForwarding) hardware_.device().observerIs(&check_.emplace(sizesOf(options)));
+  if (!options.journalFile.empty()) hardware_.device().observerIs(&journal_.emplace());
+  if (options.verify) model_.emplace();
+  if (!options.plotFile.empty()) {
+    timeline_.emplace();
+    hardware_.device().observerIs(&rowsInForce_);
+  }
+  hardware_.attach(*mapping_.tables().ingress);
+  hardware_.attach(*mapping_.tables().ecmp);
+  hardware_.attach(*mapping_.tables().members);
+  hardware_.attach(*mapping_.tables().groups);
   // Input before hardware: what a turn's messages write is answered in the same turn.
   loop_.sourceIs(&input_);
   loop_.sourceIs(&hardware_);
 }
 
 Replay::~Replay() = default;
+
+void Replay::messagesHandled(std::uint64_t messages) {
+  for (Event const& event : events_.due(messages)) happen(event);
+}
+
+void Replay::messageIs(Fpm::Message const& message) {
+  if (model_) model_->messageIs(message);
+  mapping_.messageIs(message);
+}
+
+void Replay::frameEnds() {
+  if (model_) model_->frameEnds();
+  mapping_.frameEnds();
+}
+
+void Replay::happen(Event const& event) {
+  if (auto const* const interface = std::get_if<InterfaceEvent>(&event.what)) {
+    mapping_.interfaceIs(interface->interface, interface->up);
+  } else if (std::holds_alternative<FaultsOff>(event.what)) {
+    hardware_.device().faultsDel();
+  } else {
+    mapping_.retry(true);
+  }
+}
 
 bool Replay::turn() {
   bool noRoom = false;
@@ -112,72 +90,60 @@ bool Replay::turn() {
     noRoom = true;
   }
   noRoom |= hardware_.takeNoRoom();
-  if (noRoom) groups_.noRoom();
+  if (noRoom) mapping_.noRoom();
+  mapping_.settle();
+  if (timeline_) sample();
   return loop_.busy();
 }
 
 void Replay::run(Progress& progress) {
-  while (turn()) {
-    progress.show([this] { return progressText(); });
+  for (;;) {
+    while (turn()) {
+      progress.show([this] { return progressText(); });
+    }
+    std::optional<Event> const event = events_.atEnd();
+    if (!event) break;
+    happen(*event);
   }
   progress.showLast([this] { return progressText(); });
 }
 
-std::string Replay::progressText() const {
-  std::uint64_t const size = input_.size();
-  return fmt::format("{} % of {} bytes, {} messages; next hops: {} live, {} parked",
-                     size == 0 ? 100 : 100 * input_.offset() / size, size, counts_.messages,
-                     nextHops_.nextHops().size(), table_->unresolvedEntrys());
+void Replay::sample() {
+  Mapping::Tables const& tables = mapping_.tables();
+  std::uint64_t const parked =
+      tables.ingress->unresolvedEntrys() + tables.ecmp->unresolvedEntrys() +
+      tables.members->unresolvedEntryBlocks() + tables.groups->unresolvedEntrys();
+  timeline_->add({counts_.messages, rowsInForce_.count(), parked, hardware_.calls()});
 }
 
-ShownNextHop Replay::shown(NextHops::NextHop const& nextHop) const {
-  using Answer = SoftAsic::NextHopHwTable::Answer;
-  ShownNextHop shown;
-  shown.contents = nextHop.contents;
-  shown.obstacle = nextHop.obstacle;
-  if (!nextHop.key) {
-    shown.state = ShownNextHop::State::notPlaced;
-    return shown;
+std::string Replay::progressText() const {
+  std::uint64_t const size = input_.size();
+  return fmt::format("{} % of {} bytes, {} messages; {} ids, {} routes, {} groups",
+                     size == 0 ? 100 : 100 * input_.offset() / size, size, counts_.messages,
+                     mapping_.ids().ids().size(), mapping_.routes().routes().size(),
+                     mapping_.groups().groups().size());
+}
+
+Differences Replay::differences() const {
+  Wanted wanted = model_.value().wanted(mapping_.groups().downInterfaces(), options_.maxWidth);
+  // Right as well: what holders keep because its successor is not in force.
+  for (Mapping::Kept const& kept : mapping_.kept()) {
+    if (kept.hop) wanted.keep(*kept.hop);
+    if (kept.group) wanted.keep(*kept.group, mapping_.groups().downInterfaces());
   }
-  shown.row = nextHop.key->hwEntryIndex().value();
-  SoftAsic::NextHopHwTable::Row const& row = hardware_.row(*shown.row);
-  auto const parked = table_->unresolvedEntry(nextHop.key);
-  shown.record = recordOf(parked ? parked->entry() : table_->entry(nextHop.key));
-  if (nextHop.obstacle != NextHops::Obstacle::none) {
-    shown.state = ShownNextHop::State::notPlaced;
-  } else if (parked) {
-    shown.state = ShownNextHop::State::parked;
-  } else if (row.answer == Answer::refused) {
-    shown.state = ShownNextHop::State::refused;
-  } else if (row.answer == Answer::accepted) {
-    shown.state = ShownNextHop::State::programmed;
-  } else {
-    shown.state = ShownNextHop::State::unanswered;
-  }
-  bool const rowIsCurrent = shown.state == ShownNextHop::State::programmed ||
-                            shown.state == ShownNextHop::State::unanswered;
-  shown.olderInRow = !rowIsCurrent && row.contents.has_value();
-  return shown;
+  return verify(wanted, hardware_.device(), [this](SoftAsic::NextHopContents const& contents) {
+    return parts_.identityOf(contents);
+  });
 }
 
 Report Replay::report() const {
-  Report report;
+  Report report = reportOf(mapping_, hardware_);
   report.file = options_.file;
   report.fileSize = input_.size();
   report.turns = loop_.now();
   report.stream = counts_;
-  report.nextHops = nextHops_.counts();
-  for (auto const& [id, nextHop] : nextHops_.nextHops()) report.live.push_back(shown(nextHop));
-  report.groups = groupReport(groups_, ecmpNextHops_, *groupTable_, *memberTable_, hardware_);
-  report.liveGroups = otherIds_.live(OtherIds::Kind::group);
-  report.liveBlackholes = otherIds_.live(OtherIds::Kind::blackhole);
   report.interfaces = interfaces_.size();
   report.interfacesPeak = interfaces_.peak();
-  report.hardware = hardware_.counts();
-  report.hardwareAnswers = hardware_.answers();
-  report.rowsInForce = hardware_.rowsInForce();
-  report.commit = nextHops_.commitTime();
-  report.remove = nextHops_.removeTime();
   if (input_.error()) report.error = input_.error()->what();
   return report;
 }
@@ -190,15 +156,42 @@ int replayCommand(ReplayOptions const& options) {
     replay.run(progress);
   }
   Report const report = replay.report();
-  if (options.show) {
-    fmt::print("{}\n", tableText(report));
-    if (!report.groups.live.empty()) fmt::print("{}\n", showText(report.groups));
+  if (options.show) fmt::print("{}\n", showText(report));
+  for (Fpm::Address const& address : options.lookups) {
+    fmt::print("{}", lookupText(replay.mapping(), address));
   }
+  if (!options.lookups.empty()) fmt::print("\n");
   fmt::print("{}", text(report));
-  if (!replay.error()) return kExitOk;
+  int result = kExitOk;
+  if (replay.forwardingCheck()) {
+    fmt::print("\n{}", text(*replay.forwardingCheck()));
+    if (replay.forwardingCheck()->total() > 0) result = kExitDifference;
+  }
+  if (options.verify) {
+    Differences const differences = replay.differences();
+    fmt::print("\n{}", text(differences));
+    if (!differences.empty()) result = kExitDifference;
+  }
+  if (replay.journal()) replay.journal()->save(options.journalFile);
+  if (replay.timeline()) plot(*replay.timeline(), options.file, options.plotFile);
+  for (Event const& event : replay.events().unreached()) {
+    std::fflush(stdout);
+    fmt::print(stderr, "orvia-l3-agent: {}: only {} messages were read\n", text(event),
+               report.stream.messages);
+    if (result == kExitOk) result = kExitUsage;
+  }
+  if (!replay.error()) return result;
   std::fflush(stdout);
   fmt::print(stderr, "orvia-l3-agent: {}: {}\n", options.file, replay.error()->what());
   return kExitStreamError;
+}
+
+int compareCommand(CompareOptions const& options) {
+  SoftAsic::Comparison const comparison =
+      SoftAsic::compare(SoftAsic::Journal::load(options.first),
+                        SoftAsic::Journal::load(options.second), options.first, options.second);
+  fmt::print("{}", comparison.text);
+  return comparison.sameCalls && comparison.sameRows ? kExitOk : kExitDifference;
 }
 
 }  // namespace OrviaL3Agent

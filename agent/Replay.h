@@ -5,8 +5,9 @@
 //   fmt::print("{}", text(replay.report()));
 //
 // run() turns the event loop until the stream is at its end or at a fault, every interface is
-// programmed that will be, and the hardware has answered everything. After a fault the table holds
-// what the stream said before it.
+// programmed that will be, and the hardware has answered everything that it will. Events at the end
+// follow one by one, each when all has come to rest. After a fault the tables hold what the stream
+// said before it.
 //
 // Threading: one thread. Ownership: owns everything that takes part; the tables end before the
 // hardware and the stand-in tables that its records refer to.
@@ -15,71 +16,88 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/CommandLine.h"
-#include "agent/EcmpNextHops.h"
 #include "agent/EventLoop.h"
-#include "agent/Groups.h"
+#include "agent/Events.h"
+#include "agent/ForwardingCheck.h"
 #include "agent/Hardware.h"
-#include "agent/NextHops.h"
-#include "agent/OtherIds.h"
+#include "agent/Mapping.h"
 #include "agent/Progress.h"
 #include "agent/Report.h"
+#include "agent/RowsInForce.h"
 #include "agent/StandInTable.h"
 #include "agent/StreamCounts.h"
 #include "agent/StreamInput.h"
+#include "agent/StreamModel.h"
+#include "agent/Timeline.h"
+#include "agent/Verify.h"
+#include "plugins/soft-asic/Journal.h"
 
 namespace OrviaL3Agent {
 
-class Replay {
+class Replay final : private StreamInput::Consumer {
  public:
   explicit Replay(ReplayOptions const& options);
-  ~Replay();
+  ~Replay() override;
   Replay(Replay const&) = delete;
   Replay& operator=(Replay const&) = delete;
 
   // Throws std::system_error when the file cannot be read to its end.
   void run(Progress& progress);
-  // One turn of the loop, for a closer look. Returns whether anything is left to do.
+  // One turn of the loop, for a closer look. Returns whether anything is left to do; events at the
+  // end of the stream are not counted.
   bool turn();
+  // What an event of the command line does, now.
+  void happen(Event const& event);
 
   // The fault at which the stream ended, if it did.
   [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return input_.error(); }
   // The state of things now.
   [[nodiscard]] Report report() const;
-  [[nodiscard]] NextHops const& nextHops() const { return nextHops_; }
-  [[nodiscard]] NextHops::Table const& table() const { return *table_; }
+  [[nodiscard]] Mapping const& mapping() const { return mapping_; }
+  [[nodiscard]] Hardware& hardware() { return hardware_; }
   [[nodiscard]] Hardware const& hardware() const { return hardware_; }
-  [[nodiscard]] Groups const& groups() const { return groups_; }
-  [[nodiscard]] EcmpNextHops::Table const& ecmpTable() const { return *ecmpTable_; }
-  [[nodiscard]] Groups::MemberTable const& memberTable() const { return *memberTable_; }
-  [[nodiscard]] Groups::Table const& groupTable() const { return *groupTable_; }
+  [[nodiscard]] EventSchedule const& events() const { return events_; }
+
+  // The hardware rows compared with what the stream asked for. Requires options.verify.
+  [[nodiscard]] Differences differences() const;
+  // Each empty unless the options ask for it.
+  [[nodiscard]] std::optional<ForwardingCheck> const& forwardingCheck() const { return check_; }
+  [[nodiscard]] std::optional<SoftAsic::Journal> const& journal() const { return journal_; }
+  [[nodiscard]] std::optional<Timeline> const& timeline() const { return timeline_; }
 
  private:
-  struct Dispatch;
+  void messagesHandled(std::uint64_t messages) override;
+  void messageIs(Fpm::Message const& message) override;
+  void frameEnds() override;
 
-  [[nodiscard]] ShownNextHop shown(NextHops::NextHop const& nextHop) const;
+  void sample();
   [[nodiscard]] std::string progressText() const;
 
   ReplayOptions options_;
   EventLoop loop_;
   StandInTable interfaces_;
   StandInTable mtuProfiles_;
+  NextHopParts parts_;
+  std::optional<ForwardingCheck> check_;
+  std::optional<SoftAsic::Journal> journal_;
+  RowsInForce rowsInForce_;
   Hardware hardware_;
-  Vek::Ptr<NextHops::Table> table_;
-  NextHops nextHops_;
-  OtherIds otherIds_;
-  Vek::Ptr<EcmpNextHops::Table> ecmpTable_;
-  Vek::Ptr<Groups::MemberTable> memberTable_;
-  Vek::Ptr<Groups::Table> groupTable_;
-  EcmpNextHops ecmpNextHops_;
-  Groups groups_;
   StreamCounts counts_;
+  Mapping mapping_;
+  EventSchedule events_;
+  std::optional<StreamModel> model_;
+  std::optional<Timeline> timeline_;
   StreamInput input_;
 };
 
-// The command: replays, shows progress, prints table and summary. Returns the program's exit code.
+// The command: replays, shows progress, prints tables, checks and summary. Returns the program's
+// exit code.
 [[nodiscard]] int replayCommand(ReplayOptions const& options);
+
+// The command: compares two journals. Returns the program's exit code.
+[[nodiscard]] int compareCommand(CompareOptions const& options);
 
 }  // namespace OrviaL3Agent

@@ -5,27 +5,29 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <numeric>
+#include <sstream>
+
+#include "agent/RouteText.h"
+#include "agent/TextHelpers.h"
 
 namespace OrviaL3Agent {
 namespace {
 
-// A longer list than this is for `--show`.
-constexpr std::size_t kMostListed = 20;
-
 std::string stateText(ShownNextHop const& nextHop) {
   std::string state;
   switch (nextHop.state) {
-    case ShownNextHop::State::programmed:
+    case NextHopState::programmed:
       return "programmed";
-    case ShownNextHop::State::unanswered:
+    case NextHopState::unanswered:
       return "unanswered";
-    case ShownNextHop::State::refused:
+    case NextHopState::refused:
       state = "refused";
       break;
-    case ShownNextHop::State::parked:
+    case NextHopState::parked:
       state = "parked";
       break;
-    case ShownNextHop::State::notPlaced:
+    case NextHopState::notPlaced:
       state = text(nextHop.obstacle);
       break;
   }
@@ -36,17 +38,25 @@ std::string pointerText(std::optional<std::uint16_t> const& pointer) {
   return pointer ? fmt::format("{}", *pointer) : "-";
 }
 
+std::string gatewayText(Identity const& identity) {
+  if (!identity.gateway()) return "connected";
+  std::ostringstream out;
+  out << identity.gateway() << (identity.onlink() ? " onlink" : "");
+  return out.str();
+}
+
 using Cells = std::array<std::string, 11>;
 constexpr std::array<char const*, 11> kColumns{
-    "id",          "row",    "family",        "gateway",        "interface", "state",
+    "row",         "family", "gateway",       "interface",      "ids",  "state",
     "destination", "l3Oif1", "mtuProfilePtr", "forwardingType", "valid"};
 
 Cells cellsOf(ShownNextHop const& nextHop) {
-  Cells cells{fmt::format("{}", nextHop.contents.id),
-              nextHop.row ? fmt::format("{}", *nextHop.row) : "-",
-              Fpm::familyText(nextHop.contents.family),
-              gatewayText(nextHop.contents),
-              fmt::format("{}", nextHop.contents.interface),
+  bool const isIpv6 = nextHop.identity.family() == Asic::AddressFamily::ipv6;
+  Cells cells{nextHop.row ? fmt::format("{}", *nextHop.row) : "-",
+              isIpv6 ? "IPv6" : "IPv4",
+              gatewayText(nextHop.identity),
+              fmt::format("{}", nextHop.identity.interfaceIndex()),
+              fmt::format("{}", nextHop.ids),
               stateText(nextHop)};
   if (!nextHop.record) {
     std::fill(cells.begin() + 6, cells.end(), "-");
@@ -59,11 +69,6 @@ Cells cellsOf(ShownNextHop const& nextHop) {
   cells[9] = fmt::format("{}", record.fields.forwardingType.value());
   cells[10] = fmt::format("{}", record.fields.l2McL3McL2OifSysDstValid.value());
   return cells;
-}
-
-// "1 row", "2 rows".
-std::string counted(std::uint64_t count, char const* thing) {
-  return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
 }
 
 std::string timeText(OperationTime const& time) {
@@ -93,6 +98,7 @@ std::string skippedText(Fpm::SkipCounts const& skips) {
 
 // What a parked record waits for.
 std::string waitingText(ShownNextHop const& nextHop) {
+  if (nextHop.state != NextHopState::parked) return {};
   bool const interface = !nextHop.record->l3Oif1;
   bool const mtuProfile = !nextHop.record->mtuProfilePtr;
   if (interface && mtuProfile) return ", waits for its interface and its MTU profile";
@@ -100,40 +106,162 @@ std::string waitingText(ShownNextHop const& nextHop) {
   return mtuProfile ? ", waits for its MTU profile" : "";
 }
 
-// The next hops in one state, one per line, as many as a summary bears.
-std::string listText(Report const& report, ShownNextHop::State state, char const* title) {
-  std::size_t const count = report.liveIn(state);
-  if (count == 0) return {};
-  std::string result = fmt::format("{}\n", title);
-  std::size_t listed = 0;
+std::string problemText(NextHopReport const& report, char const* title) {
+  std::vector<std::string> lines;
   for (ShownNextHop const& nextHop : report.live) {
-    if (nextHop.state != state) continue;
-    if (listed++ == kMostListed) break;
-    result += fmt::format("  id {}, ", nextHop.contents.id);
-    if (nextHop.row) result += fmt::format("row {}, ", *nextHop.row);
-    result += fmt::format("{} on interface {}: {}{}\n", gatewayText(nextHop.contents),
-                          nextHop.contents.interface, stateText(nextHop),
-                          state == ShownNextHop::State::parked ? waitingText(nextHop) : "");
+    if (nextHop.state == NextHopState::programmed) continue;
+    std::string const row = nextHop.row ? fmt::format("row {}, ", *nextHop.row) : std::string();
+    lines.push_back(fmt::format("{}{}: {}{}", row, text(nextHop.identity), stateText(nextHop),
+                                waitingText(nextHop)));
   }
-  if (count > kMostListed)
-    result += fmt::format("  and {} more (see --show)\n", count - kMostListed);
-  return result;
+  return listText(title, lines, lines.size());
+}
+
+std::optional<std::uint16_t> pointerOf(StandInTable::Handle const& handle, std::uint16_t value) {
+  if (!handle || !handle->isProgrammed()) return std::nullopt;
+  return value;
+}
+
+template <class Entry>
+ShownNextHop::Record recordOf(Entry const& entry) {
+  return {entry.fields(), pointerOf(entry.l3Oif1Handle(), entry.l3Oif1()),
+          pointerOf(entry.mtuProfilePtrHandle(), entry.mtuProfilePtr())};
+}
+
+// What the table and the hardware have of a next hop; `row` may be invalid.
+template <class Table, class Key>
+void addRecord(ShownNextHop& shown, Table const& table, Key const& key, Asic::Index row,
+               Hardware const& hardware) {
+  auto const parked = table.unresolvedEntry(key);
+  shown.record = recordOf(parked ? parked->entry() : table.entry(key));
+  if (row == Asic::Index::invalidIndex()) return;
+  shown.row = row.value();
+  bool const rowIsCurrent =
+      shown.state == NextHopState::programmed || shown.state == NextHopState::unanswered;
+  shown.olderInRow = !rowIsCurrent && hardware.row(*shown.row).contents.has_value();
+}
+
+NextHopReport ingressReport(Mapping const& mapping, Hardware const& hardware) {
+  NextHopReport report;
+  report.counts = mapping.ingress().counts();
+  for (auto const& [identity, hop] : mapping.ingress().hops()) {
+    ShownNextHop& shown = report.live.emplace_back();
+    shown.identity = identity;
+    shown.state = mapping.ingress().state(*hop);
+    shown.obstacle = hop->obstacle;
+    shown.ids = mapping.ids().idsOf(identity);
+    if (!hop->key) continue;
+    addRecord(shown, *mapping.tables().ingress, hop->key, hop->key->hwEntryIndex(), hardware);
+  }
+  return report;
+}
+
+NextHopReport ecmpReport(Mapping const& mapping, Hardware const& hardware) {
+  NextHopReport report;
+  report.counts = mapping.ecmp().counts();
+  for (auto const& [identity, hop] : mapping.ecmp().hops()) {
+    ShownNextHop& shown = report.live.emplace_back();
+    shown.identity = identity;
+    shown.state = mapping.ecmp().state(*hop);
+    shown.ids = mapping.ids().idsOf(identity);
+    Asic::Index const row = mapping.tables().ecmp->firstFreeIndexAllocator()->indexForKey(
+        OrviaL3Unicast::EcmpIngL3NextHop1Traits::keyType(), &identity);
+    addRecord(shown, *mapping.tables().ecmp, identity, row, hardware);
+  }
+  return report;
+}
+
+RouteReport routeReport(Mapping const& mapping) {
+  RouteReport report;
+  Routes const& routes = mapping.routes();
+  report.counts = routes.counts();
+  report.live = routes.routes().size();
+  for (auto const& [key, route] : routes.routes()) {
+    Routes::State const state = routes.state(route);
+    ++report.states[state];
+    bool const isFine = state == Routes::State::forwarded || state == Routes::State::drop;
+    if (isFine) continue;
+    report.problems.push_back(text(key) + " -> " + wayText(mapping, route));
+  }
+  return report;
+}
+
+std::string hopsText(NextHopReport const& report) {
+  NextHopCounts const& counts = report.counts;
+  std::string out = fmt::format(
+      "  at the end  {}: {} programmed, {} parked, {} refused, {} unanswered, {} not placed\n",
+      report.live.size(), report.liveIn(NextHopState::programmed),
+      report.liveIn(NextHopState::parked), report.liveIn(NextHopState::refused),
+      report.liveIn(NextHopState::unanswered), report.liveIn(NextHopState::notPlaced));
+  out += fmt::format(
+      "  on the way  {} made, {} ended, at most {} at once; {} had to wait, at most {} parked; {} "
+      "not placed; {} tried again\n",
+      counts.made, counts.ended, counts.peak, counts.waited, counts.peakParked,
+      counted(counts.notPlaced, "time"), counted(counts.retried, "write"));
+  return out;
+}
+
+std::string tableLine(char const* name, TableUse const& use, bool hasAllocator) {
+  SoftAsic::Counts const& counts = use.hardware;
+  std::string line = fmt::format(
+      "  {:<12}{}, {}, {} in force; answers: {} accepted, {} refused, {} overtaken", name,
+      counted(counts.writes, "write"), counted(counts.deletes, "delete"),
+      counted(use.rowsInForce, "row"), counts.accepted, counts.refused, counts.overtaken);
+  auto const add = [&line](std::uint64_t count, char const* what) {
+    if (count > 0) line += fmt::format(", {} {}", count, what);
+  };
+  add(counts.repeated, "repeated");
+  add(counts.late, "late");
+  add(counts.lostAnswers, "lost");
+  if (counts.lostWrites > 0) line += fmt::format("; {} lost", counted(counts.lostWrites, "write"));
+  if (counts.withoutRow > 0) {
+    line += fmt::format("; {} of what had no row", counted(counts.withoutRow, "delete"));
+  }
+  if (hasAllocator) {
+    line += fmt::format("; {} in use, {} free, longest run {}", counted(use.inUse, "row"), use.free,
+                        use.largestFreeRun);
+  }
+  return line + "\n";
 }
 
 }  // namespace
 
-std::size_t Report::liveIn(ShownNextHop::State state) const {
+std::size_t NextHopReport::liveIn(NextHopState state) const {
   return static_cast<std::size_t>(
       std::count_if(live.begin(), live.end(),
                     [state](ShownNextHop const& nextHop) { return nextHop.state == state; }));
 }
 
-std::string gatewayText(Fpm::NextHop const& nextHop) {
-  if (!nextHop.gateway) return "connected";
-  return Fpm::text(*nextHop.gateway) + (nextHop.onlink ? " onlink" : "");
+std::size_t RouteReport::liveIn(Routes::State state) const {
+  auto const found = states.find(state);
+  return found == states.end() ? 0 : found->second;
 }
 
-std::string tableText(Report const& report) {
+Report reportOf(Mapping const& mapping, Hardware const& hardware) {
+  Report report;
+  report.nextHopIds = mapping.nextHopCounts();
+  report.groupIds = mapping.groupCounts();
+  report.liveNextHopIds = mapping.ids().nextHops();
+  report.identities = mapping.ids().identities();
+  report.deferredWithdrawals = mapping.ids().counts().deferred;
+  for (auto const& [id, entry] : mapping.ids().ids()) {
+    bool const isNextHop = entry.as<Fpm::NextHop>() != nullptr;
+    if (isNextHop && entry.routeHolds + entry.groupHolds == 0) ++report.unusedNextHopIds;
+    if (entry.as<Fpm::BlackholeNextHop>() != nullptr) ++report.liveBlackholes;
+    if (entry.withdrawn) ++report.withdrawnInUse;
+  }
+  report.routes = routeReport(mapping);
+  report.ingress = ingressReport(mapping, hardware);
+  report.ecmp = ecmpReport(mapping, hardware);
+  report.groups = groupReport(mapping, hardware);
+  report.ingressTable.hardware = hardware.device().ingressNextHops().counts();
+  report.ingressTable.rowsInForce = Hardware::rowsInForce(hardware.device().ingressNextHops());
+  report.commit = mapping.ingress().commitTime();
+  report.remove = mapping.ingress().removeTime();
+  return report;
+}
+
+std::string tableText(NextHopReport const& report) {
   std::vector<Cells> rows;
   std::transform(kColumns.begin(), kColumns.end(), rows.emplace_back().begin(),
                  [](char const* name) { return std::string(name); });
@@ -153,8 +281,27 @@ std::string tableText(Report const& report) {
   return result;
 }
 
+std::string showText(Report const& report) {
+  std::string out;
+  if (!report.ingress.live.empty()) {
+    out += "Next hops of routes\n" + tableText(report.ingress);
+  }
+  if (!report.ecmp.live.empty()) {
+    out += (out.empty() ? "" : "\n");
+    out += "Next hops of groups\n" + tableText(report.ecmp);
+  }
+  std::string const groups = showText(report.groups);
+  if (!groups.empty()) out += (out.empty() ? "" : "\n") + ("Groups\n" + groups);
+  if (!report.routes.problems.empty()) {
+    out += (out.empty() ? "" : "\n") + std::string("Routes that are not forwarded\n");
+    for (std::string const& line : report.routes.problems) out += "  " + line + "\n";
+  }
+  return out.empty() ? "Nothing is announced that needs a row.\n" : out;
+}
+
 std::string text(Report const& report) {
-  using State = ShownNextHop::State;
+  using RouteState = Routes::State;
+  using GroupIdState = ShownGroupId::State;
   StreamCounts const& stream = report.stream;
   std::string out;
   auto const line = [&out](fmt::string_view format, auto const&... values) {
@@ -175,42 +322,62 @@ std::string text(Report const& report) {
        counted(stream.routes(), "route"), counted(stream.routeWithdrawals, "route withdrawal"),
        stream.skippedMessages);
   line("");
-  line("Next hops     {} announced, {} announced again unchanged, {} changed, {} withdrawn",
-       report.nextHops.announced, report.nextHops.repeated, report.nextHops.changed,
-       report.nextHops.withdrawn);
-  line("  at the end  {} live: {} programmed, {} parked, {} refused, {} unanswered, {} not placed",
-       report.live.size(), report.liveIn(State::programmed), report.liveIn(State::parked),
-       report.liveIn(State::refused), report.liveIn(State::unanswered),
-       report.liveIn(State::notPlaced));
-  line("  on the way  at most {} live, {} parked; {} of {} had to wait", report.nextHops.peak,
-       report.nextHops.peakParked, report.nextHops.waited,
-       counted(report.commit.count(), "commit"));
-  line("Hardware      {}, {}, {} in force", counted(report.hardware.writes, "write"),
-       counted(report.hardware.deletes, "delete"), counted(report.rowsInForce, "row"));
-  line("  answers     {}: {} accepted, {} refused, {} overtaken by a later write or delete",
-       report.hardwareAnswers, report.hardware.accepted, report.hardware.refused,
-       report.hardware.overtaken);
-  line("Interfaces    {} in use, at most {}", report.interfaces, report.interfacesPeak);
-  line("Time          commit {}; remove {}", timeText(report.commit), timeText(report.remove));
+
+  auto const announced = [&](char const* what, Mapping::IdCounts const& counts) {
+    line("{:<14}{} announced, {} announced again unchanged, {} changed, {} withdrawn", what,
+         counts.announced, counts.repeated, counts.changed, counts.withdrawn);
+  };
+  announced("Next-hop ids", report.nextHopIds);
+  line("  at the end  {} live, which name {}; {} that nothing uses", report.liveNextHopIds,
+       report.identities == 1 ? std::string("1 identity")
+                              : fmt::format("{} identities", report.identities),
+       report.unusedNextHopIds);
+  announced("Group ids", report.groupIds);
+  line(
+      "  at the end  {} live: {} with a group, {} waiting for members, {} that drop, {} that drop "
+      "in part, {} not possible; {} came before their members",
+      report.groups.ids.size(), report.groups.idsIn(GroupIdState::group),
+      report.groups.idsIn(GroupIdState::missingMembers), report.groups.idsIn(GroupIdState::drops),
+      report.groups.idsIn(GroupIdState::dropsInPart),
+      report.groups.idsIn(GroupIdState::notPossible), report.groups.idCounts.waited);
+  line("Blackholes    {} announced, {} withdrawn, {} live", stream.blackholes,
+       stream.blackholeWithdrawals, report.liveBlackholes);
+  line("Withdrawn     {} while in use, {} still waiting for the last user; {} not known",
+       report.deferredWithdrawals, report.withdrawnInUse, counted(stream.unknownWithdrawals, "id"));
+  Routes::Counts const& routes = report.routes.counts;
+  line(
+      "Routes        {} announced, {} announced again unchanged, {} changed, {} withdrawn, {} not "
+      "known",
+      routes.announced, routes.repeated, routes.changed, routes.withdrawn,
+      counted(routes.unknownWithdrawals, "withdrawal"));
+  line(
+      "  at the end  {}: {} forwarded, {} that drop, {} waiting for an id, {} whose way is not in "
+      "hardware, {} not possible; {} came before their id",
+      report.routes.live, report.routes.liveIn(RouteState::forwarded),
+      report.routes.liveIn(RouteState::drop), report.routes.liveIn(RouteState::unknownId),
+      report.routes.liveIn(RouteState::notInForce), report.routes.liveIn(RouteState::notPossible),
+      routes.waitedForId);
   line("");
+  line("Next hops of routes");
+  out += hopsText(report.ingress);
+  line("Next hops of groups");
+  out += hopsText(report.ecmp);
   out += summaryText(report.groups);
   line("");
-  line("Not handled yet");
-  line(
-      "  routes      {} announced, {} withdrawn; {} by next-hop id, {} with paths of their own, {} "
-      "that drop",
-      stream.routes(), stream.routeWithdrawals, stream.routesById, stream.routesWithPaths,
-      stream.routesThatDrop);
-  line("Need no row\n  blackholes  {} announced, {} withdrawn, {} live", stream.blackholes,
-       stream.blackholeWithdrawals, report.liveBlackholes);
-  if (stream.unknownWithdrawals > 0) {
-    line("Unknown ids   {} withdrawn without having been announced", stream.unknownWithdrawals);
-  }
+  line("Hardware");
+  out += tableLine("ingress", report.ingressTable, false);
+  out += tableLine("ecmp", report.groups.nextHopTable, true);
+  out += tableLine("member", report.groups.memberTable, true);
+  out += tableLine("group", report.groups.groupTable, true);
+  line("Interfaces    {} in use, at most {}", report.interfaces, report.interfacesPeak);
+  line("Time          of next hops of routes: commit {}; remove {}", timeText(report.commit),
+       timeText(report.remove));
   out += skippedText(stream.skips);
-  out += listText(report, State::parked, "Parked");
-  out += listText(report, State::refused, "Refused by the hardware");
-  out += listText(report, State::notPlaced, "Not placed");
+  out += problemText(report.ingress, "Next hops of routes that are not programmed");
+  out += problemText(report.ecmp, "Next hops of groups that are not programmed");
   out += listText(report.groups);
+  out += listText("Routes that are not forwarded", report.routes.problems,
+                  report.routes.problems.size());
   return out;
 }
 

@@ -5,31 +5,25 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "agent/GroupReport.h"
 #include "agent/Hardware.h"
-#include "agent/NextHops.h"
+#include "agent/Mapping.h"
 #include "agent/OperationTime.h"
 #include "agent/StreamCounts.h"
-#include "agent/fpm/Messages.h"
 
 namespace OrviaL3Agent {
 
-// One announced next hop, as `--show` prints it.
+// One next hop of either table, as `--show` prints it.
 struct ShownNextHop {
-  enum class State {
-    programmed,  // the hardware holds the record
-    unanswered,  // written, and not yet answered
-    parked,      // waits for its interface or MTU profile
-    refused,     // the hardware refused the record
-    notPlaced,   // met an obstacle
-  };
-  Fpm::NextHop contents;
-  State state = State::programmed;
-  NextHops::Obstacle obstacle = NextHops::Obstacle::none;
+  Identity identity;
+  NextHopState state = NextHopState::programmed;
+  Obstacle obstacle = Obstacle::none;
+  std::size_t ids = 0;  // announced ids that name the identity
   std::optional<std::uint32_t> row;
   // Whether the row still holds an older record of this next hop.
   bool olderInRow = false;
@@ -43,35 +37,58 @@ struct ShownNextHop {
   std::optional<Record> record;
 };
 
+// The next hops of one table.
+struct NextHopReport {
+  NextHopCounts counts;
+  std::vector<ShownNextHop> live;  // by ascending identity
+  [[nodiscard]] std::size_t liveIn(NextHopState state) const;
+};
+
+struct RouteReport {
+  Routes::Counts counts;
+  std::size_t live = 0;
+  std::map<Routes::State, std::size_t> states;
+  [[nodiscard]] std::size_t liveIn(Routes::State state) const;
+  // Those that are neither forwarded nor to be dropped.
+  std::vector<std::string> problems;
+};
+
 struct Report {
   std::string file;
   std::uint64_t fileSize = 0;
   std::uint64_t turns = 0;
   StreamCounts stream;
-  NextHops::Counts nextHops;
 
-  // The next hops that are announced at the end, by ascending id, and the same by state.
-  std::vector<ShownNextHop> live;
-  [[nodiscard]] std::size_t liveIn(ShownNextHop::State state) const;
-  GroupReport groups;
-  std::size_t liveGroups = 0;
+  Mapping::IdCounts nextHopIds;
+  Mapping::IdCounts groupIds;
+  std::size_t liveNextHopIds = 0;
+  std::size_t identities = 0;        // that these name
+  std::size_t unusedNextHopIds = 0;  // that nothing uses, so that they are not programmed
   std::size_t liveBlackholes = 0;
+  std::size_t withdrawnInUse = 0;  // ids that are kept for their users at the end
+  std::uint64_t deferredWithdrawals = 0;
+
+  RouteReport routes;
+  NextHopReport ingress;  // of routes
+  NextHopReport ecmp;     // of groups
+  GroupReport groups;
+  TableUse ingressTable;
+
   std::size_t interfaces = 0;      // in use at the end
   std::size_t interfacesPeak = 0;  // most in use at once
-
-  Hardware::Counts hardware;
-  std::uint64_t hardwareAnswers = 0;
-  std::uint64_t rowsInForce = 0;
   OperationTime commit;
   OperationTime remove;
   std::optional<std::string> error;  // of the stream
 };
 
+// What can be told from these; the rest is the caller's.
+[[nodiscard]] Report reportOf(Mapping const& mapping, Hardware const& hardware);
+
 // The summary.
 [[nodiscard]] std::string text(Report const& report);
-// The next-hop table of `--show`.
-[[nodiscard]] std::string tableText(Report const& report);
-// "10.0.1.2", "fe80::1 onlink" or "-" when directly connected.
-[[nodiscard]] std::string gatewayText(Fpm::NextHop const& nextHop);
+// The tables of `--show`.
+[[nodiscard]] std::string showText(Report const& report);
+// One table of next hops.
+[[nodiscard]] std::string tableText(NextHopReport const& report);
 
 }  // namespace OrviaL3Agent

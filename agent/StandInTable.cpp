@@ -10,13 +10,13 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
  public:
   static constexpr char const* typeName() { return "OrviaL3Agent::StandInTable::Entry"; }
 
-  Entry(StandInTable& table, std::uint32_t key, std::uint32_t slot)
+  Entry(StandInTable& table, Key key, std::uint32_t slot)
       : table_(&table), key_(key), slot_(slot) {}
   ~Entry() override {
     if (table_ != nullptr) table_->entryDel(*this);
   }
 
-  [[nodiscard]] std::uint32_t key() const { return key_; }
+  [[nodiscard]] Key key() const { return key_; }
   [[nodiscard]] std::uint32_t slot() const { return slot_; }
   void tableDel() { table_ = nullptr; }
   [[nodiscard]] std::optional<EventLoop::TimerId> timer() const { return timer_; }
@@ -24,7 +24,7 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
 
  private:
   StandInTable* table_;
-  std::uint32_t key_;
+  Key key_;
   std::uint32_t slot_;
   std::optional<EventLoop::TimerId> timer_;
 };
@@ -40,7 +40,7 @@ StandInTable::~StandInTable() {
   }
 }
 
-StandInTable::Handle StandInTable::entry(std::uint32_t key) {
+StandInTable::Handle StandInTable::entry(Key key) {
   if (auto const found = entries_.find(key); found != entries_.end()) return found->second;
   std::optional<std::uint32_t> const slot = slots_.take();
   if (!slot) return {};
@@ -56,7 +56,7 @@ StandInTable::Handle StandInTable::entry(std::uint32_t key) {
   return entry;
 }
 
-void StandInTable::program(std::uint32_t key) {
+void StandInTable::program(Key key) {
   // Held, since what waits for the handle runs inside the setters and may let go of it.
   Vek::Ptr<Entry> const entry(entries_.at(key));
   entry->timerIs(std::nullopt);
@@ -69,6 +69,11 @@ void StandInTable::entryDel(Entry const& entry) {
   if (entry.timer()) loop_.timerDel(*entry.timer());
   entries_.erase(entry.key());
   slots_.giveBack(entry.slot());
+}
+
+std::optional<std::uint32_t> StandInTable::slot(Key key) const {
+  auto const found = entries_.find(key);
+  return found == entries_.end() ? std::nullopt : std::optional(found->second->slot());
 }
 
 std::size_t StandInTable::programmed() const {

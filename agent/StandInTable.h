@@ -29,6 +29,9 @@ namespace OrviaL3Agent {
 class StandInTable {
  public:
   using Handle = Vek::Ptr<Asic::SwTable::EntryHandle const>;
+  // Whatever names an entry: for interfaces the routing instance and the interface, for MTU
+  // profiles the MTU in bytes.
+  using Key = std::uint64_t;
 
   // Pointer fields of hardware rows are 16 bits wide; in them 0 means "none" and all ones is what a
   // handle without a row shows.
@@ -44,8 +47,10 @@ class StandInTable {
   StandInTable& operator=(StandInTable const&) = delete;
 
   // Finds or makes the entry; empty when every slot is taken.
-  [[nodiscard]] Handle entry(std::uint32_t key);
+  [[nodiscard]] Handle entry(Key key);
 
+  // The slot of the entry, or nothing when it is not in use; it may not be programmed yet.
+  [[nodiscard]] std::optional<std::uint32_t> slot(Key key) const;
   [[nodiscard]] std::size_t size() const { return entries_.size(); }
   [[nodiscard]] std::size_t programmed() const;
   [[nodiscard]] std::size_t peak() const { return peak_; }
@@ -53,13 +58,13 @@ class StandInTable {
  private:
   class Entry;
 
-  void program(std::uint32_t key);
+  void program(Key key);
   void entryDel(Entry const& entry);
 
   EventLoop& loop_;
   std::optional<EventLoop::Turn> delay_;
   RowPool slots_;
-  std::map<std::uint32_t, Entry*> entries_;
+  std::map<Key, Entry*> entries_;
   std::size_t peak_ = 0;
 };
 

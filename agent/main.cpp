@@ -11,6 +11,7 @@
 
 namespace {
 
+using OrviaL3Agent::CompareOptions;
 using OrviaL3Agent::Leave;
 using OrviaL3Agent::ReplayOptions;
 using OrviaL3Agent::RingOptions;
@@ -20,6 +21,9 @@ struct Run {
     return OrviaL3Agent::replayCommand(options);
   }
   int operator()(RingOptions const& options) const { return OrviaL3Agent::printRing(options); }
+  int operator()(CompareOptions const& options) const {
+    return OrviaL3Agent::compareCommand(options);
+  }
   int operator()(Leave const& leave) const {
     fmt::print("{}", leave.output);
     fmt::print(stderr, "{}", leave.error);

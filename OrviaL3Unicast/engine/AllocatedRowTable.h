@@ -93,7 +93,8 @@ class AllocatedRowTable : public EntryTable<T> {
       Vek::Ptr<OrviaAsicUtils::SwTable> const& table);
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> writeResponseSmDel();
 
-  // Brings the hardware in line with the entry collection for one key. Not for callers.
+  // Brings the hardware in line with the entry collection for one key. The table calls it; a caller
+  // may, to have a record written once more that the hardware refused or never answered.
   void handleEntry(Key const& key);
   // A handle is at its end: removes the parked and the programmed record and the registration.
   // Aborts when the key is not registered. Not for callers.

@@ -43,7 +43,8 @@ class KeyRowTable : public EntryTable<T> {
   // The same for this table.
   Vek::Ptr<EntryHandle> entryHandleMutate(Key const& key);
 
-  // Brings the hardware in line with the entry collection for one key. Not for callers.
+  // Brings the hardware in line with the entry collection for one key. The table calls it; a caller
+  // may, to have a record written once more that the hardware refused or never answered.
   void handleEntry(Key const& key);
   // A handle is at its end: removes the key's parked and programmed records. Not for callers.
   void cleanupEntry(Key const& key);

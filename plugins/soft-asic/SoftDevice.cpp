@@ -1,5 +1,7 @@
 #include "plugins/soft-asic/SoftDevice.h"
 
+#include <utility>
+
 namespace SoftAsic {
 namespace {
 
@@ -17,13 +19,54 @@ Vek::Ptr<NextHopHwTable> lowerWindow(DeviceSizes const& sizes) {
 
 }  // namespace
 
+template <class Function>
+decltype(auto) SoftDevice::withWindow(TableId table, Function&& function) const {
+  switch (table) {
+    case TableId::ingressNextHops:
+      return std::forward<Function>(function)(*ingressNextHops_);
+    case TableId::ecmpNextHops:
+      return std::forward<Function>(function)(*ecmpNextHops_);
+    case TableId::members:
+      return std::forward<Function>(function)(*members_);
+    case TableId::groups:
+      break;
+  }
+  return std::forward<Function>(function)(*groups_);
+}
+
 SoftDevice::SoftDevice(DeviceSizes const& sizes, AnswerQueue::Delivery delivery)
     : answers_(new AnswerQueue(delivery)),
+      watch_(new CallWatch),
       ecmpNextHops_(lowerWindow(sizes)),
       ingressNextHops_(new NextHopHwTable(ecmpNextHops_->device(), sizes.ecmpNextHops,
                                           sizes.nextHops - sizes.ecmpNextHops)),
       members_(new MemberHwTable(sizes.members)),
-      groups_(new GroupHwTable(sizes.groups)) {}
+      groups_(new GroupHwTable(sizes.groups)) {
+  for (TableId const table : allTables) {
+    withWindow(table, [&](auto& window) { window.watchIs(table, watch_); });
+  }
+}
+
+SoftDevice::SoftDevice(DeviceSizes const& sizes, FaultProfiles const& faults)
+    : SoftDevice(sizes, AnswerQueue::Delivery::whenDrained) {
+  answers_->seedIs(faults.seed);
+  for (TableId const table : allTables) faultIs(table, faults.of(table));
+}
+
+void SoftDevice::faultIs(TableId table, FaultProfile const& profile) {
+  withWindow(table, [&](auto& window) { window.faultIs(profile); });
+}
+
+void SoftDevice::faultsDel() {
+  for (TableId const table : allTables) {
+    withWindow(table, [](auto& window) { window.faultsDel(); });
+  }
+  answers_->inOrderIs();
+}
+
+Counts const& SoftDevice::counts(TableId table) const {
+  return withWindow(table, [](auto& window) -> Counts const& { return window.counts(); });
+}
 
 void SoftDevice::attach(OrviaL3Unicast::IngL3NextHop1Table& table) const {
   attachTo<IngL3NextHop1SoftUtil>(answers_, table, ingressNextHops_);

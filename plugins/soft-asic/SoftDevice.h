@@ -3,18 +3,27 @@
 //   SoftAsic::SoftDevice device({}, SoftAsic::AnswerQueue::Delivery::whenDrained);
 //   auto groups = OrviaL3Unicast::L3EcmpGroupTable::L3EcmpGroupTableIs();
 //   device.attach(*groups); groups->doInitComplete();
-//   ... device.answers()->drain();
+//   ... device.answers()->drain();                   // or turn by turn: see AnswerQueue.h
 //   device.groups().row(1).contents->ecmpBlockPtr ...
 //
 // Ordinary next hops and those of ECMP groups live in one device table: the lower rows, row 0
 // included, are the ECMP view's window, the rows above are for the keys of the ingress table.
+//
+// A device whose hardware misbehaves is made from profiles, or is given them at run time; whoever
+// wants to see every call is an observer:
+//
+//   SoftAsic::SoftDevice device({}, SoftAsic::faultProfilesOfFile("faults.json"));
+//   SoftAsic::Journal journal; device.observerIs(&journal);
+//   ... device.faultsDel();
 //
 // One thread. Attached tables and waiting answers keep what they need of the device alive.
 #pragma once
 
 #include <cstdint>
 
+#include "plugins/soft-asic/CallWatch.h"
 #include "plugins/soft-asic/EcmpSoftUtils.h"
+#include "plugins/soft-asic/FaultProfile.h"
 #include "plugins/soft-asic/IngL3NextHop1SoftUtil.h"
 
 namespace SoftAsic {
@@ -31,6 +40,20 @@ class SoftDevice {
  public:
   // Throws std::out_of_range when the ECMP view is to have more next-hop rows than there are.
   SoftDevice(DeviceSizes const& sizes, AnswerQueue::Delivery delivery);
+  SoftDevice(DeviceSizes const& sizes, FaultProfiles const& faults);
+
+  // What goes wrong with the table from its next write on. What waits is not affected.
+  void faultIs(TableId table, FaultProfile const& profile);
+  // From now on nothing is refused (rows that were told to included), lost, doubled or late.
+  // Answers come in order in the next turn, but tables that answer at once go on doing so. What
+  // waits is still delivered, each answer in its turn.
+  void faultsDel();
+
+  // Tells it of every call of every attached table, after those that joined earlier. Not owned: it
+  // must leave before its end, unless all tables are gone. It should not throw and must not write:
+  // it runs within a write.
+  void observerIs(CallObserver* observer) { watch_->observerIs(observer); }
+  void observerDel(CallObserver* observer) { watch_->observerDel(observer); }
 
   [[nodiscard]] Vek::Ptr<AnswerQueue> const& answers() const { return answers_; }
   [[nodiscard]] NextHopDeviceTable& nextHops() const { return *ecmpNextHops_->device(); }
@@ -38,6 +61,7 @@ class SoftDevice {
   [[nodiscard]] NextHopHwTable& ingressNextHops() const { return *ingressNextHops_; }
   [[nodiscard]] MemberHwTable& members() const { return *members_; }
   [[nodiscard]] GroupHwTable& groups() const { return *groups_; }
+  [[nodiscard]] Counts const& counts(TableId table) const;
 
   // Gives the table its utility, its hardware table and the number of its rows, and says ready.
   void attach(OrviaL3Unicast::IngL3NextHop1Table& table) const;
@@ -46,7 +70,12 @@ class SoftDevice {
   void attach(OrviaL3Unicast::L3EcmpGroupTable& table) const;
 
  private:
+  // Calls function(window) with the table's window, whatever its type.
+  template <class Function>
+  decltype(auto) withWindow(TableId table, Function&& function) const;
+
   Vek::Ptr<AnswerQueue> answers_;
+  Vek::Ptr<CallWatch> watch_;
   Vek::Ptr<NextHopHwTable> ecmpNextHops_;
   Vek::Ptr<NextHopHwTable> ingressNextHops_;
   Vek::Ptr<MemberHwTable> members_;

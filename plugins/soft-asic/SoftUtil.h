@@ -1,7 +1,8 @@
 // What the utilities of all four tables do alike over the simulated hardware.
 //
-// A write takes the record's contents at once and answers through the queue. An answer to a write
-// that was overwritten or deleted meanwhile is counted and dropped. A waiting answer keeps the
+// A write takes effect in its row at once, is told to whoever watches, and is answered through the
+// queue: once, or as often and as late as the hardware's faults have it. An answer to a write that
+// was overwritten or deleted meanwhile is counted and dropped. A waiting answer keeps the
 // hardware table alive, and the key where the key says the row. The utility does not keep its table
 // alive; answers that come after the table's end change nothing. A delete outside the window, the
 // invalid index included, is ignored and counted; a write outside is refused.
@@ -16,10 +17,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <type_traits>
+#include <utility>
 
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "plugins/soft-asic/AnswerQueue.h"
+#include "plugins/soft-asic/RecordHandles.h"
 
 namespace SoftAsic {
 
@@ -60,22 +64,37 @@ class SoftUtil final : public Wiring::Traits::Util {
   }
   void hwTableEntryIs(Vek::Ptr<Asic::HwTable> const& hwTable, HwKey where,
                       Entry const& entry) override {
-    auto const stamp = window(hwTable).write(Wiring::row(where), contentsOf(entry));
     // The row, too, is the one of the write: a key may have another by the time of the answer.
-    answers_->answer([link = table_, hwTable, at = Where(where), row = Wiring::row(where), stamp] {
-      Window& hardware = window(hwTable);
-      auto const state = hardware.answer(row, stamp);
-      if (!state) return;
-      Vek::Ptr<Table> const table = link->table();
-      Wiring::deliver(table.get(), hardware, at, row, *state);
+    Asic::Index const row = Wiring::row(where);
+    Window& hardware = window(hwTable);
+    Contents const contents = contentsOf(entry);
+    auto const receipt = hardware.write(row, contents);
+    hardware.tell(Call::Kind::write, row, receipt.fate, [&](Call& call) {
+      call.contents = contents;
+      handlesOf(entry, call);
     });
+    if (receipt.answers == 0) return;
+    Completion completion{table_, hwTable, where, row, receipt.stamp};
+    if (receipt.answers == 1) {
+      answers_->answer(receipt.timing, std::move(completion));
+      return;
+    }
+    // The first answer, at once, may be the end of this utility and of all that it was called with.
+    Vek::Ptr<AnswerQueue> const answers = answers_;
+    for (unsigned i = 0; i < receipt.answers; ++i) answers->answer(receipt.timing, completion);
   }
   void hwTableEntryDel(Vek::Ptr<Asic::HwTable> const& hwTable, HwKey where) override {
-    window(hwTable).erase(Wiring::row(where));
+    Asic::Index const row = Wiring::row(where);
+    Window& hardware = window(hwTable);
+    Fate const fate = hardware.erase(row);
+    hardware.tell(Call::Kind::remove, row, fate, [](Call&) {});
   }
   // Empties the window; a table that is not attached to one has nothing to empty.
   void hwTableEntryDelAll(Vek::Ptr<Asic::HwTable> const& hwTable) override {
-    if (hwTable) window(hwTable).eraseAll();
+    if (!hwTable) return;
+    Window& hardware = window(hwTable);
+    hardware.eraseAll();
+    hardware.tell(Call::Kind::removeAll, hardware.firstRow(), Fate::taken, [](Call&) {});
   }
   // Finds nothing to refill from: this hardware lives and dies with the agent's process.
   void syncEntries(Vek::Ptr<Asic::HwTable> const&,
@@ -83,6 +102,24 @@ class SoftUtil final : public Wiring::Traits::Util {
 
  private:
   using Link = OrviaL3Unicast::engine::TableLink<Traits>;
+  using Contents = typename Window::Contents;
+
+  // One answer on its way.
+  struct Completion {
+    Vek::Ptr<Link> link;
+    Vek::Ptr<Asic::HwTable> hwTable;
+    Where where;
+    Asic::Index row;
+    std::optional<typename Window::Stamp> stamp;
+
+    void operator()() const {
+      Window& hardware = window(hwTable);
+      auto const state = hardware.answer(row, stamp);
+      if (!state) return;
+      Vek::Ptr<Table> const table = link->table();
+      Wiring::deliver(table.get(), hardware, where, row, *state);
+    }
+  };
 
   // The hardware tables that reach this utility are the ones attached beside it.
   static Window& window(Vek::Ptr<Asic::HwTable> const& hwTable) {

@@ -60,63 +60,226 @@ std::size_t lines(std::string const& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-TEST(AgentBinary, ReplaysEveryRecordedStream) {
+// Of the hardware or of both.
+std::string const kVerified =
+    "3 groups, 8 ECMP next hops, 9 other next hops verified: no difference\n";
+
+TEST(AgentBinary, ReplaysEveryRecordedStreamAndFindsNothingWrong) {
   int streams = 0;
   for (auto const& entry : std::filesystem::directory_iterator(streamPath(""))) {
     if (entry.path().extension() != ".fpm") continue;
     ++streams;
-    Ended const ended = agent("replay '" + entry.path().string() + "'");
+    Ended const ended = agent("replay '" + entry.path().string() + "' --verify --check-forwarding");
     EXPECT_EQ(ended.exitCode, 0) << entry.path();
     EXPECT_EQ(ended.error, "") << entry.path();
     EXPECT_TRUE(contains(ended.output, "Replayed " + entry.path().string() + ": "));
     EXPECT_TRUE(contains(ended.output, " 0 parked, 0 refused, 0 unanswered, 0 not placed\n"));
+    EXPECT_TRUE(contains(ended.output, " verified: no difference\n"));
+    EXPECT_TRUE(
+        contains(ended.output, " calls, no group ever led anywhere but where its record said\n"));
   }
   EXPECT_EQ(streams, 12);
 }
 
-TEST(AgentBinary, PrintsTheTableBeforeTheSummary) {
+TEST(AgentBinary, PrintsTheTablesBeforeTheSummary) {
   Ended const ended = agent("replay " + stream("forms.0.fpm") + " --show --ecmp-rows 1");
   EXPECT_EQ(ended.exitCode, 0);
-  EXPECT_TRUE(ended.output.starts_with("id  row  family  gateway "));
-  EXPECT_TRUE(contains(ended.output, "\n21  9    IPv4    10.0.2.2   3          programmed  "));
+  EXPECT_TRUE(ended.output.starts_with("Next hops of routes\nrow  family  gateway "));
+  EXPECT_TRUE(contains(ended.output, "\n6    IPv4    10.0.1.2   2          1    programmed  "));
   EXPECT_TRUE(contains(ended.output, "\n\nReplayed "));
 }
 
 TEST(AgentBinary, ShowsAParkedTable) {
   Ended const ended = agent("replay " + stream("forms.0.fpm") + " --show --interface-delay never");
   EXPECT_EQ(ended.exitCode, 0);
-  EXPECT_TRUE(contains(ended.output, " 8 live: 0 programmed, 8 parked, "));
-  EXPECT_TRUE(contains(ended.output, "Hardware      0 writes, 0 deletes, 0 rows in force\n"));
+  EXPECT_TRUE(contains(ended.output, " 5: 0 programmed, 5 parked, "));
+  EXPECT_TRUE(contains(ended.output, "  ingress     0 writes, 0 deletes, 0 rows in force; "));
 }
 
-TEST(AgentBinary, ShowsGroupsBehindTheTable) {
+TEST(AgentBinary, ShowsGroupsBehindTheTables) {
   Ended const ended = agent("replay " + stream("flap-static-reconn.0.fpm") + " --show");
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_TRUE(contains(ended.output,
-                       "\n\ngroup 146, row 3: programmed; 2 paths from member row 2\n"
-                       "  member row 2 -> next-hop row 2 (10.0.1.2) -> interface 2, l3Oif1 1\n"));
+                       "\n\nGroups\n"
+                       "group 2 (ids 146, 910), row 2: programmed; 2 paths from member row 2\n"
+                       "  member row 2 -> next-hop row 2 -> 10.0.1.2 on interface 2, l3Oif1 1\n"));
 }
 
 TEST(AgentBinary, ListsRefusedRows) {
   Ended const ended =
-      agent("replay " + stream("forms.0.fpm") + " --ecmp-rows 1 --refuse-row 2 9 --answer now");
+      agent("replay " + stream("forms.0.fpm") + " --ecmp-rows 1 --refuse-row 1 5 --answer now");
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_TRUE(
+      contains(ended.output,
+               "Next hops of routes that are not programmed\n"
+               "  row 1, connected on interface 2: refused\n"
+               "  row 5, connected on interface 4: refused\n"
+               "Routes that are not forwarded\n"
+               "  10.0.1.0/24 metric 20 -> id 4, row 1, connected on interface 2: refused\n"));
+}
+
+TEST(AgentBinary, LooksAddressesUp) {
+  std::string const replay = "replay " + stream("w1-static.0.fpm");
+  Ended const ended =
+      agent(replay + " --until 39 --lookup 203.0.113.65 --lookup fe80::1 --lookup 8.8.8.8");
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_TRUE(ended.output.starts_with(
+      "203.0.113.65: 203.0.113.64/26 metric 20 -> id 51, group 2 (row 2) {10.0.1.2 on interface 2, "
+      "10.0.2.2 on interface 3, 10.0.3.2 on interface 4, 10.0.4.2 on interface 5}: programmed\n"))
+      << ended.output;
+  EXPECT_TRUE(contains(ended.output,
+                       "\nfe80::1: fe80::/64 metric 20 -> id 18, row 16392, connected on interface "
+                       "5: programmed\n"));
+  EXPECT_TRUE(contains(ended.output, "\n8.8.8.8: no route\n"));
+  // At the end of the stream that route is gone.
+  EXPECT_TRUE(
+      agent(replay + " --lookup 203.0.113.65").output.starts_with("203.0.113.65: no route\n"));
+}
+
+TEST(AgentBinary, AnswersADifferenceWithExitCodeThree) {
+  std::string const replay =
+      "replay " + stream("w1-static.0.fpm") + " --fault member:lose-write-every=3";
+  EXPECT_EQ(agent(replay).exitCode, 0);  // nobody looked
+  Ended const verified = agent(replay + " --verify");
+  EXPECT_EQ(verified.exitCode, 3);
+  EXPECT_EQ(verified.error, "");
+  EXPECT_TRUE(contains(verified.output, "member row 2 is empty"));
+  EXPECT_TRUE(contains(verified.output,
+                       "1 group, 8 ECMP next hops, 9 other next hops verified: 2 differences\n"));
+  Ended const checked = agent(replay + " --check-forwarding");
+  EXPECT_EQ(checked.exitCode, 3);
+  EXPECT_TRUE(contains(checked.output, "published, not in hardware"));
+  // Mended, and yet it was not right all the time.
+  std::string const mended = " --event 'at end faults off' --event 'at end retry' ";
+  Ended const mendedEnd = agent(replay + mended + "--verify");
+  EXPECT_EQ(mendedEnd.exitCode, 0);
+  EXPECT_TRUE(contains(mendedEnd.output, kVerified));
+  EXPECT_EQ(agent(replay + mended + "--check-forwarding").exitCode, 3);
+}
+
+TEST(AgentBinary, RepairsGroupsLocally) {
+  Ended const ended = agent("replay " + stream("w1-static.0.fpm") +
+                            " --event 'at 39 interface 3 down' --verify --check-forwarding "
+                            "--show");
+  EXPECT_EQ(ended.exitCode, 0) << ended.output;
+  EXPECT_TRUE(contains(ended.output, "; without 1 path over interfaces that are down"));
+  EXPECT_TRUE(
+      contains(ended.output, "3 swaps to another block (3 by local repair, 0 back from it)"));
+  EXPECT_TRUE(contains(ended.output,
+                       "3 groups, 7 ECMP next hops, 9 other next hops verified: no difference\n"));
+}
+
+TEST(AgentBinary, ComplainsAboutEventsThatTheStreamWasTooShortFor) {
+  Ended const ended =
+      agent("replay " + stream("w1-static.0.fpm") + " --event 'at 43 retry' --event 'at 42 retry'");
+  EXPECT_EQ(ended.exitCode, 2);
+  EXPECT_TRUE(contains(ended.output, "Replayed "));
+  EXPECT_EQ(ended.error, "orvia-l3-agent: at 43 retry: only 42 messages were read\n");
+}
+
+TEST(AgentBinary, ReadsFaultsFromAFile) {
+  TemporaryFile const faults(R"({"tables": {"group": {"refuse-every": 1}}})");
+  Ended const ended =
+      agent("replay " + stream("w1-static.0.fpm") + " --faults '" + faults.path() + "'");
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_TRUE(contains(ended.output, "  at the end  3: 0 programmed, 0 parked, 3 refused, "));
+}
+
+TEST(AgentBinary, ChoosesMtuProfilesByInterface) {
+  Ended const ended =
+      agent("replay " + stream("forms.0.fpm") + " --show --ecmp-rows 1 --mtu 3=9000 --mtu 4=9000");
   EXPECT_EQ(ended.exitCode, 0);
   EXPECT_TRUE(contains(ended.output,
-                       "Refused by the hardware\n"
-                       "  id 4, row 2, connected on interface 2: refused\n"
-                       "  id 21, row 9, 10.0.2.2 on interface 3: refused\n"));
+                       "\n1    IPv4    connected  2          1    programmed  1            1       "
+                       "1              0 "));
+  EXPECT_TRUE(contains(ended.output,
+                       "\n2    IPv4    connected  3          1    programmed  2            2       "
+                       "2              0 "));
+}
+
+TEST(AgentBinary, WritesJournalsAndComparesThem) {
+  TemporaryFile const first;
+  TemporaryFile const second;
+  TemporaryFile const third;
+  auto const journal = [](TemporaryFile const& file, std::string const& more) {
+    Ended const ended =
+        agent("replay " + stream("w1-static.0.fpm") + more + " --journal '" + file.path() + "'");
+    EXPECT_EQ(ended.exitCode, 0) << ended.error;
+  };
+  auto const compare = [](TemporaryFile const& a, TemporaryFile const& b) {
+    return agent("compare '" + a.path() + "' '" + b.path() + "'");
+  };
+  journal(first, "");
+  journal(second, "");
+  EXPECT_TRUE(contentOf(first.path()).starts_with("1 ingress write row 16384: destination 1 "));
+  EXPECT_EQ(lines(contentOf(first.path())), 34U);
+  Ended const same = compare(first, second);
+  EXPECT_EQ(same.exitCode, 0);
+  EXPECT_EQ(same.error, "");
+  EXPECT_TRUE(contains(same.output, "calls in their order: all 34 the same\n"));
+  EXPECT_TRUE(contains(same.output, "rows in force at the end: all 34 the same\n"));
+  // Another order of calls that comes to the same.
+  journal(third, " --slice 1");
+  Ended const other = compare(first, third);
+  EXPECT_EQ(other.exitCode, 3);
+  EXPECT_TRUE(contains(other.output, "calls in their order: 1 the same, then\n"));
+  EXPECT_TRUE(contains(other.output, "rows in force at the end: all 34 the same\n"));
+  // Other rows.
+  journal(third, " --fault group:refuse-every=3");
+  Ended const fewer = compare(first, third);
+  EXPECT_EQ(fewer.exitCode, 3);
+  EXPECT_FALSE(contains(fewer.output, "rows in force at the end: all "));
+}
+
+TEST(AgentBinary, RefusesToCompareWhatIsNoJournal) {
+  TemporaryFile const journal("1 member remove row 4: taken\n");
+  TemporaryFile const wrong("1 member remove row 4: taken\n2 member forget row 5: taken\n");
+  EXPECT_EQ(agent("compare '" + journal.path() + "' '" + journal.path() + "'").exitCode, 0);
+  Ended const ended = agent("compare '" + journal.path() + "' '" + wrong.path() + "'");
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_EQ(ended.output, "");
+  EXPECT_TRUE(ended.error.starts_with("orvia-l3-agent: " + wrong.path() + ":2: expected "))
+      << ended.error;
+}
+
+TEST(AgentBinary, NamesAJournalThatItCannotWrite) {
+  Ended const ended =
+      agent("replay " + stream("forms.0.fpm") + " --journal /no-such-folder/calls.txt");
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_TRUE(contains(ended.output, "Replayed "));  // the work is not lost
+  EXPECT_TRUE(ended.error.starts_with("orvia-l3-agent: ")) << ended.error;
+  EXPECT_TRUE(contains(ended.error, "/no-such-folder/calls.txt"));
+}
+
+TEST(AgentBinary, DrawsTheReplay) {
+  TemporaryFile const picture("an older picture");
+  Ended const ended =
+      agent("replay " + stream("w1-static.0.fpm") + " --plot '" + picture.path() + "'");
+  EXPECT_EQ(ended.exitCode, 0) << ended.error;
+  std::string const svg = contentOf(picture.path());
+  EXPECT_TRUE(svg.starts_with("<?xml "));
+  EXPECT_TRUE(contains(svg, "</svg>"));
+  Ended const wrong =
+      agent("replay " + stream("w1-static.0.fpm") + " --plot /no-such-folder/picture.svg");
+  EXPECT_EQ(wrong.exitCode, 1);
+  EXPECT_TRUE(contains(wrong.error, "/no-such-folder/picture.svg"));
 }
 
 TEST(AgentBinary, NamesTheOffsetOfACutOffStreamAndStillPrintsTheSummary) {
   TemporaryFile const cut(contentOf(streamPath("forms.0.fpm")).substr(0, 200));
-  Ended const ended = agent("replay '" + cut.path() + "'");
+  TemporaryFile const journal;
+  Ended const ended =
+      agent("replay '" + cut.path() + "' --verify --journal '" + journal.path() + "'");
   EXPECT_EQ(ended.exitCode, 1);
   EXPECT_EQ(ended.error,
             "orvia-l3-agent: " + cut.path() +
                 ": offset 184: truncated frame: 16 of 44 bytes before the stream ends\n");
   EXPECT_TRUE(
       contains(ended.output, "Stopped at a fault of the stream: offset 184: truncated frame: "));
-  EXPECT_TRUE(contains(ended.output, " 4 live: 4 programmed, 0 parked, "));
+  EXPECT_TRUE(contains(ended.output, " 4 live, which name 4 identities; 4 that nothing uses\n"));
+  // The checks look at what came before the fault.
+  EXPECT_TRUE(contains(ended.output, " verified: no difference\n"));
+  EXPECT_EQ(contentOf(journal.path()), "");
 }
 
 TEST(AgentBinary, NamesTheOffsetOfAMalformedMessage) {
@@ -130,10 +293,15 @@ TEST(AgentBinary, NamesTheOffsetOfAMalformedMessage) {
 
 TEST(AgentBinary, AnswersWrongUsageWithExitCodeTwo) {
   for (char const* arguments :
-       {"", "replay", "replay no-such-file", "frobnicate", "ring", "replay --answer never x"}) {
+       {"", "replay", "replay no-such-file", "frobnicate", "ring", "compare", "compare /dev/null",
+        "replay --answer never x", "replay /dev/null --lookup somewhere",
+        "replay /dev/null --event soon", "replay /dev/null --mtu 9000",
+        "replay /dev/null --fault everything", "replay /dev/null --faults no-such-file",
+        "replay /dev/null --journal ''", "replay /dev/null --rows 65537"}) {
     Ended const ended = agent(arguments);
     EXPECT_EQ(ended.exitCode, 2) << arguments;
     EXPECT_EQ(ended.output, "") << arguments;
+    EXPECT_TRUE(ended.error.starts_with("orvia-l3-agent: ")) << ended.error;
     EXPECT_TRUE(contains(ended.error, "Run with --help for more information.\n")) << arguments;
   }
 }
@@ -150,14 +318,14 @@ TEST(AgentBinary, ShowsHelpAndVersion) {
 TEST(AgentBinary, ShowsProgressWhenAskedTo) {
   Ended const ended = agent("replay " + stream("wide-static.0.fpm") + " --progress");
   EXPECT_EQ(ended.exitCode, 0);
-  EXPECT_TRUE(ended.error.ends_with(
-      "100 % of 196580 bytes, 3708 messages; next hops: 459 live, 0 parked\n"))
+  EXPECT_TRUE(
+      ended.error.ends_with("100 % of 196580 bytes, 3708 messages; 459 ids, 8 routes, 0 groups\n"))
       << ended.error;
   EXPECT_EQ(agent("replay " + stream("wide-static.0.fpm") + " --no-progress").error, "");
 }
 
 TEST(AgentBinary, TracesWhatTheTableDoes) {
-  TemporaryFile const one(announce(1, 2));
+  TemporaryFile const one(announceRouted(1, 2));
   Ended const level3 = agent("replay '" + one.path() + "' --trace 3");
   EXPECT_EQ(level3.exitCode, 0);
   EXPECT_TRUE(contains(level3.error, "OrviaL3UnicastIngL3NextHop1Table"));
@@ -171,7 +339,7 @@ TEST(AgentBinary, TracesWhatTheTableDoes) {
 }
 
 TEST(AgentBinary, RecordsABinaryTraceAndPrintsIt) {
-  TemporaryFile const one(announce(1, 2));
+  TemporaryFile const one(announceRouted(1, 2));
   TemporaryFile const ring;
   std::filesystem::remove(ring.path());
   Ended const replayed =

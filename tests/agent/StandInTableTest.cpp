@@ -1,6 +1,8 @@
 // The agent's stand-ins for the tables that next hops refer to.
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "Vek/Memory.h"
 #include "agent/StandInTable.h"
 
@@ -39,6 +41,29 @@ TEST(StandInTable, GivesOneHandlePerKeyAndTheLowestFreeSlot) {
   EXPECT_EQ(table.size(), 2U);
   EXPECT_EQ(table.entry(95)->hwEntryIndex(), 2U);
   EXPECT_EQ(table.peak(), 3U);
+}
+
+TEST(StandInTable, TellsKeysApartByAllOfTheirBits) {
+  EventLoop loop;
+  StandInTable table(loop, 0);
+  StandInTable::Handle const first = table.entry(7);
+  StandInTable::Handle const second = table.entry(StandInTable::Key{1} << 32U | 7U);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(table.size(), 2U);
+}
+
+TEST(StandInTable, SaysTheSlotOfAnEntryInUse) {
+  EventLoop loop;
+  StandInTable table(loop, 3);
+  EXPECT_EQ(table.slot(70), std::nullopt);
+  StandInTable::Handle first = table.entry(70);
+  StandInTable::Handle const second = table.entry(80);
+  // Before it is programmed, too.
+  EXPECT_EQ(table.slot(70), 1U);
+  EXPECT_EQ(table.slot(80), 2U);
+  first = nullptr;
+  EXPECT_EQ(table.slot(70), std::nullopt);
+  EXPECT_EQ(table.slot(80), 2U);
 }
 
 TEST(StandInTable, ProgramsAtOnceWithoutADelay) {

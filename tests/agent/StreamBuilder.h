@@ -132,12 +132,97 @@ inline Bytes announceBlackhole(std::uint32_t id) {
                                            attribute(NHA_BLACKHOLE, "")));
 }
 
-inline Bytes announceRoute(char const* destination, std::uint8_t prefixLength, std::uint32_t id) {
+// What tells the routes of these helpers apart, besides their destination.
+struct RouteOf {
+  std::uint32_t priority = 20;
+  std::uint32_t table = RT_TABLE_MAIN;
+  std::uint8_t type = RTN_UNICAST;
+};
+
+// A route message without a frame, so that several can share one. The last attributes say where the
+// route leads.
+inline Bytes routeMessage(std::uint16_t messageType, char const* destination,
+                          std::uint8_t prefixLength, Bytes const& attributes,
+                          RouteOf const& of = {}) {
   Bytes const bytes = address(destination);
-  return frame(
-      message(RTM_NEWROUTE, routeHeader(bytes.size() == 16 ? AF_INET6 : AF_INET, prefixLength) +
-                                attribute(RTA_DST, bytes) + u32Attribute(RTA_PRIORITY, 20) +
-                                u32Attribute(RTA_NH_ID, id)));
+  // A table that the header has no room for is named by an attribute alone.
+  bool const tableFits = of.table <= 0xFF;
+  auto const table =
+      static_cast<std::uint8_t>(tableFits ? of.table : std::uint32_t{RT_TABLE_UNSPEC});
+  return message(
+      messageType,
+      routeHeader(bytes.size() == 16 ? AF_INET6 : AF_INET, prefixLength, of.type, table) +
+          attribute(RTA_DST, bytes) + u32Attribute(RTA_PRIORITY, of.priority) +
+          (tableFits ? Bytes() : u32Attribute(RTA_TABLE, of.table)) + attributes);
+}
+
+// A route over a next-hop or group id.
+inline Bytes routeById(std::uint32_t id) { return u32Attribute(RTA_NH_ID, id); }
+// The route's own MTU.
+inline Bytes routeMtu(std::uint32_t mtu) {
+  return attribute(RTA_METRICS, u32Attribute(RTAX_MTU, mtu));
+}
+
+// A path that a route carries itself.
+struct PathOf {
+  std::uint32_t interface = 0;
+  char const* gateway = nullptr;
+  std::uint8_t weightByte = 0;
+  bool onlink = false;
+};
+inline Bytes routeByPath(std::uint32_t interface, char const* gateway = nullptr) {
+  Bytes bytes = u32Attribute(RTA_OIF, interface);
+  if (gateway != nullptr) bytes += attribute(RTA_GATEWAY, address(gateway));
+  return bytes;
+}
+inline Bytes routeByPaths(std::vector<PathOf> const& paths) {
+  Bytes multipath;
+  for (PathOf const& path : paths) {
+    Bytes const gateway =
+        path.gateway == nullptr ? Bytes() : attribute(RTA_GATEWAY, address(path.gateway));
+    rtnexthop header{};
+    header.rtnh_len = static_cast<unsigned short>(sizeof header + gateway.size());
+    header.rtnh_flags = path.onlink ? RTNH_F_ONLINK : 0;
+    header.rtnh_hops = path.weightByte;
+    header.rtnh_ifindex = static_cast<int>(path.interface);
+    multipath += raw(header) + gateway;
+  }
+  return attribute(RTA_MULTIPATH, multipath);
+}
+
+// Whole frames of one route message each.
+inline Bytes announceRoute(char const* destination, std::uint8_t prefixLength,
+                           Bytes const& attributes, RouteOf const& of = {}) {
+  return frame(routeMessage(RTM_NEWROUTE, destination, prefixLength, attributes, of));
+}
+inline Bytes announceRoute(char const* destination, std::uint8_t prefixLength, std::uint32_t id,
+                           RouteOf const& of = {}) {
+  return announceRoute(destination, prefixLength, routeById(id), of);
+}
+inline Bytes withdrawRoute(char const* destination, std::uint8_t prefixLength,
+                           RouteOf const& of = {}) {
+  return frame(routeMessage(RTM_DELROUTE, destination, prefixLength, {}, of));
+}
+
+// A route of its own for each id below 65536: 10.HIGH.LOW.0/24.
+inline std::string destinationOf(std::uint32_t id) {
+  return "10." + std::to_string(id >> 8U) + "." + std::to_string(id & 0xFFU) + ".0";
+}
+inline Bytes routeTo(std::uint32_t id) { return announceRoute(destinationOf(id).c_str(), 24, id); }
+inline Bytes withdrawRouteTo(std::uint32_t id) {
+  return withdrawRoute(destinationOf(id).c_str(), 24);
+}
+// A next hop and that route.
+inline Bytes announceRouted(std::uint32_t id, std::uint32_t interface,
+                            char const* gateway = nullptr, std::uint32_t flags = 0) {
+  return announce(id, interface, gateway, flags) + routeTo(id);
+}
+
+// A message that means nothing to the agent and takes its place in a slice.
+inline Bytes filler(int messages) {
+  Bytes bytes;
+  for (int i = 0; i < messages; ++i) bytes += frame(message(RTM_NEWLINK, ""));
+  return bytes;
 }
 
 inline std::string streamPath(std::string const& name) {

@@ -58,8 +58,20 @@ inline L3EcmpEntryBlock blockOf(std::initializer_list<ConstHandle> nextHops) {
 
 // All four tables, attached and serving. Device: 16 next-hop rows, the lower 6 for ECMP.
 struct Tables {
-  explicit Tables(Delivery delivery)
-      : device({.nextHops = 16, .ecmpNextHops = 6, .members = 12, .groups = 8}, delivery) {
+  static constexpr SoftAsic::DeviceSizes sizes{
+      .nextHops = 16, .ecmpNextHops = 6, .members = 12, .groups = 8};
+
+  explicit Tables(Delivery delivery) : device(sizes, delivery) { start(); }
+  explicit Tables(SoftAsic::FaultProfiles const& faults) : device(sizes, faults) { start(); }
+
+  SoftDevice device;
+  Vek::Ptr<IngL3NextHop1Table> ingress = IngL3NextHop1Table::IngL3NextHop1TableIs();
+  Vek::Ptr<EcmpIngL3NextHop1Table> nextHops = EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs();
+  Vek::Ptr<L3EcmpMemberTable> members = L3EcmpMemberTable::L3EcmpMemberTableIs();
+  Vek::Ptr<L3EcmpGroupTable> groups = L3EcmpGroupTable::L3EcmpGroupTableIs();
+
+ private:
+  void start() {
     device.attach(*ingress);
     device.attach(*nextHops);
     device.attach(*members);
@@ -68,12 +80,6 @@ struct Tables {
     members->doInitComplete();
     groups->doInitComplete();
   }
-
-  SoftDevice device;
-  Vek::Ptr<IngL3NextHop1Table> ingress = IngL3NextHop1Table::IngL3NextHop1TableIs();
-  Vek::Ptr<EcmpIngL3NextHop1Table> nextHops = EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs();
-  Vek::Ptr<L3EcmpMemberTable> members = L3EcmpMemberTable::L3EcmpMemberTableIs();
-  Vek::Ptr<L3EcmpGroupTable> groups = L3EcmpGroupTable::L3EcmpGroupTableIs();
 };
 
 }  // namespace SoftAsicTests

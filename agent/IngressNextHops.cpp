@@ -1,0 +1,125 @@
+#include "agent/IngressNextHops.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace OrviaL3Agent {
+
+IngressNextHops::IngressNextHops(Vek::Ptr<Table> table, NextHopParts& parts,
+                                 Hardware const& hardware, std::shared_ptr<RowPool> rows)
+    : table_(std::move(table)),
+      parts_(parts),
+      hardware_(hardware),
+      rows_(std::move(rows)),
+      link_(std::make_shared<Link>(Link{this})) {}
+
+IngressNextHops::~IngressNextHops() { end(); }
+
+IngressNextHops::Use IngressNextHops::use(Identity const& identity) {
+  if (auto const found = uses_.find(identity); found != uses_.end()) return found->second.lock();
+  auto made = std::make_unique<Hop>();
+  made->identity = identity;
+  Hop& hop = *made;
+  auto const end = [link = link_](Hop* ended) {
+    std::unique_ptr<Hop> const owned(ended);
+    if (link->owner != nullptr) link->owner->remove(*ended);
+  };
+  std::shared_ptr<Hop> const use(made.release(), end);
+  live_.emplace(identity, &hop);
+  uses_.emplace(identity, use);
+  ++counts_.made;
+  counts_.peak = std::max(counts_.peak, live_.size());
+  place(hop);
+  return use;
+}
+
+void IngressNextHops::place(Hop& hop) {
+  NextHopParts::Result result = parts_.use(hop.identity);
+  if (result.obstacle == Obstacle::none && !hop.key) {
+    hop.key = RowKey::rowKeyIs(rows_);
+    if (!hop.key) result.obstacle = Obstacle::row;
+  }
+  hop.obstacle = result.obstacle;
+  if (hop.obstacle != Obstacle::none) {
+    ++counts_.notPlaced;
+    failed_.insert(hop.identity);
+    return;
+  }
+  hop.parts = std::move(result.parts);
+  // The table shows the key's state on the handle, so a success may be nobody's answer; a refusal
+  // is the hardware's always.
+  auto const answered = [link = link_, identity = hop.identity](Asic::HwTable::EntryState answer) {
+    bool const refused = answer == Asic::HwTable::refused;
+    if (refused && link->owner != nullptr) link->owner->failed_.insert(identity);
+  };
+  hop.handle = commitTime_.measure([&] {
+    return table_->entryCommitWithResponseHandler(
+        hop.key, hop.parts.record<Table::Entry>(hop.identity), answered);
+  });
+  if (state(hop) == NextHopState::parked) ++counts_.waited;
+  counts_.peakParked = std::max(counts_.peakParked, table_->unresolvedEntrys());
+}
+
+void IngressNextHops::remove(Hop& hop) {
+  ++counts_.ended;
+  live_.erase(hop.identity);
+  uses_.erase(hop.identity);
+  failed_.erase(hop.identity);
+  if (!hop.key) return;
+  removeTime_.measure([&] {
+    table_->entryRemove(hop.key);
+    // The record leaves the table, and the row the hardware, when the last reference goes: this
+    // one.
+    hop.handle = nullptr;
+  });
+  if (!table_->entryExists(hop.key)) hop.key->rowDel();
+}
+
+void IngressNextHops::retry(Hop const& hop, bool unanswered) {
+  NextHopState const before = state(hop);
+  if (before == NextHopState::notPlaced) {
+    place(*live_.at(hop.identity));
+  } else if (before == NextHopState::refused ||
+             (unanswered && before == NextHopState::unanswered)) {
+    ++counts_.retried;
+    table_->handleEntry(hop.key);
+  }
+}
+
+void IngressNextHops::retry(Identity const& identity) {
+  auto const found = uses_.find(identity);
+  if (found == uses_.end()) return;
+  Use const use = found->second.lock();
+  retry(*use, false);
+}
+
+void IngressNextHops::retryAll(bool unanswered) {
+  std::vector<Use> tried;
+  if (unanswered) {
+    for (auto const& [identity, use] : uses_) tried.push_back(use.lock());
+    failed_.clear();
+  } else {
+    for (Identity const& identity : std::exchange(failed_, {})) {
+      tried.push_back(uses_.at(identity).lock());
+    }
+  }
+  for (Use const& use : tried) retry(*use, unanswered);
+}
+
+NextHopState IngressNextHops::state(Hop const& hop) const {
+  if (hop.obstacle != Obstacle::none || !hop.key) return NextHopState::notPlaced;
+  if (table_->unresolvedEntry(hop.key)) return NextHopState::parked;
+  switch (hardware_.row(hop.key->hwEntryIndex().value()).answer) {
+    case SoftAsic::Answer::refused:
+      return NextHopState::refused;
+    case SoftAsic::Answer::accepted:
+      return NextHopState::programmed;
+    case SoftAsic::Answer::none:
+    case SoftAsic::Answer::awaited:
+      break;
+  }
+  return NextHopState::unanswered;
+}
+
+}  // namespace OrviaL3Agent

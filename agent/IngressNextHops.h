@@ -1,0 +1,102 @@
+// The next hops that routes name directly: each identity has a row of the ingress table.
+//
+//   IngressNextHops hops(table, parts, hardware, rows);
+//   IngressNextHops::Use use = hops.use(identity);    // an equal identity gives the same next hop
+//
+// An identity gets a key (a row of the agent's own), the handles of its outgoing interface and MTU
+// profile, and a record under that key. The table parks the record until both are programmed, then
+// asks the hardware to write the row. The last use that goes removes: first the key from the table,
+// then the handle, which takes the record out of the table and the row out of the hardware.
+//
+// What cannot be placed (no free row, say) is a next hop all the same, with the obstacle; it is
+// tried again, as is what the hardware refused, by retry().
+//
+// Threading: the loop's thread. Ownership: uses are counted; those that outlive this object, or its
+// end() below, let go of what they have and leave the tables alone.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
+#include "agent/Hardware.h"
+#include "agent/NextHopParts.h"
+#include "agent/NextHopState.h"
+#include "agent/OperationTime.h"
+#include "agent/RowKey.h"
+
+namespace OrviaL3Agent {
+
+class IngressNextHops {
+ public:
+  using Table = OrviaL3Unicast::IngL3NextHop1Table;
+
+  struct Hop {
+    Identity identity;
+    Obstacle obstacle = Obstacle::none;
+    NextHopParts::Parts parts;
+    Vek::Ptr<RowKey> key;  // empty while it has no row
+    Vek::Ptr<Table::EntryHandle const> handle;
+  };
+  using Use = std::shared_ptr<Hop const>;
+
+  IngressNextHops(Vek::Ptr<Table> table, NextHopParts& parts, Hardware const& hardware,
+                  std::shared_ptr<RowPool> rows);
+  ~IngressNextHops();
+  IngressNextHops(IngressNextHops const&) = delete;
+  IngressNextHops& operator=(IngressNextHops const&) = delete;
+
+  [[nodiscard]] Use use(Identity const& identity);
+
+  // Tries once more, now: what met an obstacle is placed, what was refused is written again, and
+  // with `unanswered` also what the hardware has not answered.
+  void retry(Hop const& hop, bool unanswered);
+  // The same for the next hop of an identity, if there is one, without what was not answered.
+  void retry(Identity const& identity);
+  void retryAll(bool unanswered);
+
+  [[nodiscard]] NextHopState state(Hop const& hop) const;
+  // Whether the hardware leads packets this way.
+  [[nodiscard]] bool inForce(Hop const& hop) const {
+    return state(hop) == NextHopState::programmed;
+  }
+  // The same, or it may do so without having said it: the answer is awaited, or lost.
+  [[nodiscard]] bool mayLead(Hop const& hop) const {
+    return inForce(hop) || state(hop) == NextHopState::unanswered;
+  }
+
+  // By ascending identity.
+  [[nodiscard]] std::map<Identity, Hop*> const& hops() const { return live_; }
+  [[nodiscard]] NextHopCounts const& counts() const { return counts_; }
+  [[nodiscard]] OperationTime const& commitTime() const { return commitTime_; }
+  [[nodiscard]] OperationTime const& removeTime() const { return removeTime_; }
+
+  // From here on the end of a use removes nothing: what was written stays in the tables.
+  void end() { link_->owner = nullptr; }
+
+ private:
+  // What a use or a handler that outlives this object asks first.
+  struct Link {
+    IngressNextHops* owner;
+  };
+
+  void place(Hop& hop);
+  void remove(Hop& hop);
+
+  Vek::Ptr<Table> table_;
+  NextHopParts& parts_;
+  Hardware const& hardware_;
+  std::shared_ptr<RowPool> rows_;
+  std::shared_ptr<Link> link_;
+  std::map<Identity, Hop*> live_;
+  std::map<Identity, std::weak_ptr<Hop const>> uses_;
+  std::set<Identity> failed_;  // that were refused or met an obstacle, some since mended
+  NextHopCounts counts_;
+  OperationTime commitTime_;
+  OperationTime removeTime_;
+};
+
+}  // namespace OrviaL3Agent

@@ -1,0 +1,87 @@
+// What the record of a next hop is made of, whichever of the two next-hop tables it is for: the
+// handles of its outgoing interface and MTU profile, and the number of its neighbour.
+//
+//   NextHopParts parts(interfaces, mtuProfiles, mtus);
+//   NextHopParts::Result result = parts.use(identity);
+//   if (result.obstacle == Obstacle::none) record = result.parts.record<Table::Entry>(identity);
+//
+// Parts are shared: equal identities have equal parts, and each goes with its last user.
+//
+// Threading: the loop's thread. Ownership: parts are counted; this object refers to the stand-in
+// tables, which must outlive it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "agent/Adjacencies.h"
+#include "agent/Identity.h"
+#include "agent/StandInTable.h"
+#include "plugins/soft-asic/Contents.h"
+
+namespace OrviaL3Agent {
+
+// Why something has no row of its contents.
+enum class Obstacle { none, row, interfaceSlot, mtuSlot, adjacency };
+// For people: "no free row", ...
+[[nodiscard]] std::string text(Obstacle obstacle);
+
+class NextHopParts {
+ public:
+  static constexpr std::uint32_t kDefaultMtu = 1500;
+  // Bytes by interface; others have the default.
+  using Mtus = std::map<std::uint32_t, std::uint32_t>;
+
+  struct Parts {
+    StandInTable::Handle interface;
+    StandInTable::Handle mtuProfile;
+    Adjacencies::Use adjacency;
+
+    template <class Record>
+    [[nodiscard]] Record record(Identity const& identity) const {
+      Record record;
+      record.destinationIs(*adjacency);
+      record.forwardingTypeIs(forwardingType(identity));
+      record.l2McL3McL2OifSysDstValidIs(kDestinationValid);
+      record.l3Oif1HandleIs(interface);
+      record.mtuProfilePtrHandleIs(mtuProfile);
+      return record;
+    }
+  };
+
+  struct Result {
+    Parts parts;
+    Obstacle obstacle = Obstacle::none;
+  };
+
+  NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus = {});
+
+  // Makes what is not there yet. With an obstacle the parts are empty.
+  [[nodiscard]] Result use(Identity const& identity);
+
+  // The identity that a hardware row stands for; nothing when no identity in use would be written
+  // like that.
+  [[nodiscard]] std::optional<Identity> identityOf(SoftAsic::NextHopContents const& contents) const;
+
+  [[nodiscard]] std::uint32_t mtuOf(std::uint32_t interface) const;
+
+ private:
+  // Of the four valid bits, the one for the destination.
+  static constexpr std::uint8_t kDestinationValid = 1;
+
+  // How the neighbour is reached, as rows say it: 0 directly, 1 over IPv4, 2 over IPv6.
+  [[nodiscard]] static std::uint8_t forwardingType(Identity const& identity);
+  // One entry for each interface of each routing instance.
+  [[nodiscard]] static StandInTable::Key interfaceKey(Identity const& identity) {
+    return std::uint64_t{identity.vrf()} << 32U | identity.interfaceIndex();
+  }
+
+  StandInTable& interfaces_;
+  StandInTable& mtuProfiles_;
+  Mtus mtus_;
+  Adjacencies adjacencies_;
+};
+
+}  // namespace OrviaL3Agent

@@ -1,0 +1,231 @@
+#include "agent/Routes.h"
+
+#include <fmt/format.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+
+namespace OrviaL3Agent {
+
+Routes::Routes(Ids& ids, GroupIds& groupIds, IngressNextHops& hops, Groups& groups,
+               std::uint32_t maxWidth)
+    : ids_(ids), groupIds_(groupIds), hops_(hops), groups_(groups), maxWidth_(maxWidth) {}
+
+void Routes::routeIs(Fpm::Route const& announced) {
+  RouteKey const key = keyOf(announced);
+  auto const [found, isNew] = routes_.try_emplace(key);
+  Route& route = found->second;
+  bool const same = !isNew && route.announced == announced;
+  ++(isNew ? counts_.announced : same ? counts_.repeated : counts_.changed);
+  route.leaving = false;
+  if (isNew) {
+    prefixes_[key.table].insertOrFind(key.prefix()).insert(key.priority);
+    counts_.peak = std::max(counts_.peak, routes_.size());
+  }
+  if (!isNew && route.announced.nextHopId) ids_.watcherDel(*route.announced.nextHopId, key);
+  if (announced.nextHopId) ids_.watcherIs(*announced.nextHopId, key);
+  route.announced = announced;
+  resolve(key, route);
+  if (isNew && route.way.kind == Way::Kind::unknownId) ++counts_.waitedForId;
+}
+
+void Routes::routeDel(Fpm::RouteWithdrawal const& withdrawn) {
+  RouteKey const key = keyOf(withdrawn);
+  auto const found = routes_.find(key);
+  if (found == routes_.end() || found->second.leaving) {
+    ++counts_.unknownWithdrawals;
+    return;
+  }
+  found->second.leaving = true;
+  leaving_.push_back(key);
+}
+
+void Routes::frameEnds() {
+  for (RouteKey const& key : std::exchange(leaving_, {})) {
+    auto const found = routes_.find(key);
+    if (found != routes_.end() && found->second.leaving) erase(key);
+  }
+}
+
+void Routes::erase(RouteKey const& key) {
+  ++counts_.withdrawn;
+  auto node = routes_.extract(key);
+  moving_.erase(key);
+  auto& prefixes = prefixes_.at(key.table);
+  std::set<std::uint32_t>& priorities = prefixes.insertOrFind(key.prefix());
+  priorities.erase(key.priority);
+  if (priorities.empty()) prefixes.erase(key.prefix());
+  if (node.mapped().announced.nextHopId) ids_.watcherDel(*node.mapped().announced.nextHopId, key);
+}
+
+void Routes::update(RouteKey const& key) {
+  auto const found = routes_.find(key);
+  if (found != routes_.end()) resolve(key, found->second);
+}
+
+Routes::Way Routes::wayById(std::uint32_t id) const {
+  Way way;
+  way.id = ids_.hold(id, Ids::User::route);
+  Ids::Id const& contents = *ids_.find(id);
+  if (auto const* const nextHop = contents.as<Fpm::NextHop>()) {
+    way.kind = Way::Kind::hop;
+    way.hop = hops_.use(identityOf(*nextHop));
+  } else if (contents.as<Fpm::NextHopGroup>() != nullptr) {
+    way.kind = Way::Kind::groupId;
+  } else {
+    way.kind = contents.known() ? Way::Kind::drop : Way::Kind::unknownId;
+  }
+  return way;
+}
+
+Spread Routes::spreadOf(Fpm::Route const& route, Way& way) const {
+  std::vector<WeightedPath> paths;
+  for (Fpm::Route::Path const& path : route.paths) {
+    paths.push_back({identityOf(path, route.destination.address.family), path.weightByte + 1U});
+  }
+  Spread spread = OrviaL3Agent::spreadOf(paths, maxWidth_);
+  if (spread.paths.empty()) {
+    way.reason = fmt::format("{} paths, a block has at most {} rows", paths.size(), maxWidth_);
+  }
+  return spread;
+}
+
+void Routes::resolve(RouteKey const& key, Route& route) {
+  Fpm::Route const& announced = route.announced;
+  Way next;
+  if (announced.type != RTN_UNICAST) {
+    next.kind = Way::Kind::drop;
+  } else if (announced.nextHopId) {
+    next = wayById(*announced.nextHopId);
+  } else if (announced.paths.empty()) {
+    next.reason = "neither a next-hop id nor a path";
+  } else if (std::any_of(announced.paths.begin(), announced.paths.end(),
+                         [](Fpm::Route::Path const& path) { return path.interface == 0; })) {
+    next.reason = "a path without an interface";
+  } else if (announced.paths.size() == 1) {
+    next.kind = Way::Kind::hop;
+    next.hop = hops_.use(identityOf(announced.paths.front(), announced.destination.address.family));
+  } else if (Spread const spread = spreadOf(announced, next); next.reason.empty()) {
+    if (route.way.kind == Way::Kind::group) {
+      // From paths to paths: the group itself changes if it is this route's alone.
+      Groups::Use former;
+      if (route.way.group->paths != spread.paths) {
+        scaling_.add(spread);
+        groups_.change(route.way.group, former, spread.paths);
+      } else {
+        groups_.retry(*route.way.group, false);
+      }
+      if (former) {
+        route.former = Way();
+        route.former.kind = Way::Kind::group;
+        route.former.group = std::move(former);
+      }
+      settle(key, route);
+      return;
+    }
+    scaling_.add(spread);
+    next.kind = Way::Kind::group;
+    next.group = groups_.use(spread.paths);
+  }
+  move(key, route, std::move(next));
+}
+
+void Routes::move(RouteKey const& key, Route& route, Way next) {
+  bool const same = next.kind == route.way.kind && next.id.id() == route.way.id.id() &&
+                    next.hop == route.way.hop && next.group == route.way.group;
+  // Said again: a second chance for what failed.
+  if (same && next.kind == Way::Kind::hop) hops_.retry(*next.hop, false);
+  if (!same) keepRows(route);
+  route.way = std::move(next);
+  settle(key, route);
+}
+
+void Routes::keepRows(RouteKey const& key) {
+  auto const found = routes_.find(key);
+  if (found == routes_.end() || found->second.way.kind != Way::Kind::groupId) return;
+  keepRows(found->second);
+  found->second.way = Way();
+}
+
+// What may lead packets becomes the former way, without the id that it names. A way that does not
+// leaves the former one as it is.
+void Routes::keepRows(Route& route) {
+  Way const& way = route.way;
+  Way rows;
+  if (way.kind == Way::Kind::drop) {
+    rows.kind = Way::Kind::drop;
+  } else if (way.kind == Way::Kind::hop && hops_.mayLead(*way.hop)) {
+    rows.kind = Way::Kind::hop;
+    rows.hop = way.hop;
+  } else if (way.kind == Way::Kind::group && groups_.mayLead(*way.group)) {
+    rows.kind = Way::Kind::group;
+    rows.group = way.group;
+  } else if (way.kind == Way::Kind::groupId) {
+    GroupIds::GroupId const& group = *groupIds_.find(way.id.id());
+    rows.group = groupIds_.leading(group);
+    rows.kind = group.drops() ? Way::Kind::drop : rows.group ? Way::Kind::group : Way::Kind::none;
+  }
+  if (rows.kind != Way::Kind::none) route.former = std::move(rows);
+}
+
+void Routes::settle(RouteKey const& key, Route& route) {
+  if (route.former.kind == Way::Kind::none) return;
+  if (inForce(route.way)) {
+    moving_.erase(key);
+    route.former = Way();
+  } else {
+    moving_.insert(key);
+  }
+}
+
+void Routes::settle() {
+  for (RouteKey const& key : std::set<RouteKey>(moving_)) settle(key, routes_.at(key));
+}
+
+bool Routes::inForce(Way const& way) const {
+  switch (way.kind) {
+    case Way::Kind::none:
+    case Way::Kind::unknownId:
+      return false;
+    case Way::Kind::drop:
+      return true;
+    case Way::Kind::hop:
+      return hops_.inForce(*way.hop);
+    case Way::Kind::group:
+      return groups_.inForce(*way.group);
+    case Way::Kind::groupId:
+      break;
+  }
+  GroupIds::GroupId const* const group = groupIds_.find(way.id.id());
+  return group != nullptr && (group->drops() || groupIds_.inForce(*group));
+}
+
+Routes::State Routes::state(Route const& route) const {
+  switch (route.way.kind) {
+    case Way::Kind::none:
+      return State::notPossible;
+    case Way::Kind::unknownId:
+      return State::unknownId;
+    case Way::Kind::drop:
+      return State::drop;
+    case Way::Kind::groupId:
+      if (groupIds_.find(route.way.id.id())->drops()) return State::drop;
+      break;
+    case Way::Kind::hop:
+    case Way::Kind::group:
+      break;
+  }
+  return inForce(route.way) ? State::forwarded : State::notInForce;
+}
+
+std::vector<RouteKey> Routes::lookup(Fpm::Address const& address) const {
+  std::vector<RouteKey> found;
+  for (auto const& [table, prefixes] : prefixes_) {
+    if (auto const* const match = prefixes.longestMatch(address)) {
+      found.push_back({table, match->first.address, match->first.length, *match->second.begin()});
+    }
+  }
+  return found;
+}
+
+}  // namespace OrviaL3Agent

@@ -1,0 +1,124 @@
+// The routes of a routing stream: prefixes, and what they point to.
+//
+//   Routes routes(ids, groupIds, ingressNextHops, groups, maxWidth);
+//   routes.routeIs(announced);
+//   routes.routeDel(withdrawal); ... routes.frameEnds();
+//   routes.update(key);                // the id that it names was announced
+//   routes.settle();                   // once per turn
+//
+// A route points to an id (a next hop, a group or one that drops), or carries paths of its own (one
+// makes a next hop, several a group), or drops. One that names an unknown id waits for it.
+//
+// A route that is announced with another way keeps the way before until the hardware has the new
+// one. A withdrawal takes effect at the end of its frame: a frame that withdraws a route and
+// announces it again replaces it, without letting go of what both have in common.
+//
+// Threading: the loop's thread. Ownership: refers to everything that it is made of, which must
+// outlive it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/GroupIds.h"
+#include "agent/Groups.h"
+#include "agent/Ids.h"
+#include "agent/IngressNextHops.h"
+#include "agent/PrefixTable.h"
+#include "agent/RouteKey.h"
+
+namespace OrviaL3Agent {
+
+class Routes {
+ public:
+  enum class State : std::uint8_t {
+    forwarded,    // the hardware leads its packets
+    drop,         // its packets are to be dropped
+    unknownId,    // waits for the id
+    notInForce,   // what it points to is not in the hardware
+    notPossible,  // see the reason
+  };
+
+  struct Counts {
+    std::uint64_t announced = 0;  // keys that were new
+    std::uint64_t repeated = 0;   // announced again as they were
+    std::uint64_t changed = 0;    // announced again with another way or other attributes
+    std::uint64_t withdrawn = 0;  // and not announced again in the same frame
+    std::uint64_t unknownWithdrawals = 0;
+    std::uint64_t waitedForId = 0;  // announced before the id that they name
+    std::size_t peak = 0;           // most at once
+  };
+
+  // What a route points to.
+  struct Way {
+    enum class Kind : std::uint8_t { none, drop, unknownId, hop, group, groupId };
+    Kind kind = Kind::none;
+    Ids::Hold id;              // the id that it names, if it names one
+    IngressNextHops::Use hop;  // kind hop
+    Groups::Use group;         // kind group: the route's own paths
+    std::string reason;        // kind none
+  };
+
+  struct Route {
+    Fpm::Route announced;
+    Way way;
+    // In force while `way` is not; none: nothing is. It holds rows and no id: what the stream has
+    // withdrawn is not known any longer for that.
+    Way former;
+    bool leaving = false;
+  };
+
+  Routes(Ids& ids, GroupIds& groupIds, IngressNextHops& hops, Groups& groups,
+         std::uint32_t maxWidth);
+
+  void routeIs(Fpm::Route const& announced);
+  void routeDel(Fpm::RouteWithdrawal const& withdrawn);
+  void frameEnds();
+  // The id that the route names is about to be something else: its rows are not let go for that.
+  void keepRows(RouteKey const& key);
+  // The contents of the id that the route names changed.
+  void update(RouteKey const& key);
+  // Lets go of former ways where the new one is in force.
+  void settle();
+
+  [[nodiscard]] State state(Route const& route) const;
+  // The best route for the address in each table that has one: the longest prefix, and of its
+  // routes the one of the lowest priority value.
+  [[nodiscard]] std::vector<RouteKey> lookup(Fpm::Address const& address) const;
+
+  [[nodiscard]] std::map<RouteKey, Route> const& routes() const { return routes_; }
+  [[nodiscard]] Counts const& counts() const { return counts_; }
+  [[nodiscard]] GroupIds::Scaling const& scaling() const { return scaling_; }
+
+ private:
+  void resolve(RouteKey const& key, Route& route);
+  [[nodiscard]] Way wayById(std::uint32_t id) const;
+  // The paths of a route that carries several, and into the way why there are none.
+  [[nodiscard]] Spread spreadOf(Fpm::Route const& route, Way& way) const;
+  void move(RouteKey const& key, Route& route, Way next);
+  void keepRows(Route& route);
+  void settle(RouteKey const& key, Route& route);
+  [[nodiscard]] bool inForce(Way const& way) const;
+  void erase(RouteKey const& key);
+
+  Ids& ids_;
+  GroupIds& groupIds_;
+  IngressNextHops& hops_;
+  Groups& groups_;
+  std::uint32_t maxWidth_;
+  std::map<RouteKey, Route> routes_;
+  // By table, the priorities of each prefix.
+  std::map<std::uint32_t, PrefixTable<std::set<std::uint32_t>>> prefixes_;
+  std::vector<RouteKey> leaving_;
+  std::set<RouteKey> moving_;  // that have a former way
+  Counts counts_;
+  GroupIds::Scaling scaling_;
+};
+
+}  // namespace OrviaL3Agent
