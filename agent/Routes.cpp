@@ -49,8 +49,8 @@ void Routes::frameEnds() {
 
 void Routes::erase(RouteKey const& key) {
   ++counts_.withdrawn;
+  moves(key, routes_.at(key), std::nullopt);
   auto node = routes_.extract(key);
-  moving_.erase(key);
   auto& prefixes = prefixes_.at(key.table);
   std::set<std::uint32_t>& priorities = prefixes.insertOrFind(key.prefix());
   priorities.erase(key.priority);
@@ -169,17 +169,41 @@ void Routes::keepRows(Route& route) {
 }
 
 void Routes::settle(RouteKey const& key, Route& route) {
-  if (route.former.kind == Way::Kind::none) return;
-  if (inForce(route.way)) {
-    moving_.erase(key);
+  if (route.former.kind == Way::Kind::none || inForce(route.way)) {
+    moves(key, route, std::nullopt);
     route.former = Way();
   } else {
-    moving_.insert(key);
+    moves(key, route, targetOf(route.way));
   }
 }
 
+void Routes::moves(RouteKey const& key, Route& route, std::optional<Target> const& to) {
+  if (route.movesTo == to) return;
+  if (route.movesTo) {
+    auto const found = moving_.find(*route.movesTo);
+    found->second.erase(key);
+    if (found->second.empty()) moving_.erase(found);
+  }
+  if (to) moving_[*to].insert(key);
+  route.movesTo = to;
+}
+
+Routes::Target Routes::targetOf(Way const& way) {
+  Target target;
+  target.kind = way.kind;
+  target.number = way.group ? way.group->number : way.id.id();
+  if (way.hop) target.identity = way.hop->identity;
+  return target;
+}
+
+// One look for all routes that wait for the same.
 void Routes::settle() {
-  for (RouteKey const& key : std::set<RouteKey>(moving_)) settle(key, routes_.at(key));
+  std::vector<RouteKey> settled;
+  for (auto const& [target, routes] : moving_) {
+    if (!inForce(routes_.at(*routes.begin()).way)) continue;
+    settled.insert(settled.end(), routes.begin(), routes.end());
+  }
+  for (RouteKey const& key : settled) settle(key, routes_.at(key));
 }
 
 bool Routes::inForce(Way const& way) const {

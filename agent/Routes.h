@@ -65,6 +65,14 @@ class Routes {
     std::string reason;        // kind none
   };
 
+  // What a way waits for, the same for all routes that wait for it.
+  struct Target {
+    Way::Kind kind = Way::Kind::none;
+    std::uint32_t number = 0;  // of the id or the group
+    Identity identity;         // of the hop
+    friend auto operator<=>(Target const&, Target const&) = default;
+  };
+
   struct Route {
     Fpm::Route announced;
     Way way;
@@ -72,6 +80,7 @@ class Routes {
     // withdrawn is not known any longer for that.
     Way former;
     bool leaving = false;
+    std::optional<Target> movesTo;  // while there is a former way
   };
 
   Routes(Ids& ids, GroupIds& groupIds, IngressNextHops& hops, Groups& groups,
@@ -104,6 +113,8 @@ class Routes {
   void move(RouteKey const& key, Route& route, Way next);
   void keepRows(Route& route);
   void settle(RouteKey const& key, Route& route);
+  void moves(RouteKey const& key, Route& route, std::optional<Target> const& to);
+  [[nodiscard]] static Target targetOf(Way const& way);
   [[nodiscard]] bool inForce(Way const& way) const;
   void erase(RouteKey const& key);
 
@@ -116,7 +127,8 @@ class Routes {
   // By table, the priorities of each prefix.
   std::map<std::uint32_t, PrefixTable<std::set<std::uint32_t>>> prefixes_;
   std::vector<RouteKey> leaving_;
-  std::set<RouteKey> moving_;  // that have a former way
+  // The routes that have a former way.
+  std::map<Target, std::set<RouteKey>> moving_;
   Counts counts_;
   GroupIds::Scaling scaling_;
 };
