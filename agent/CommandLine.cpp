@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -152,6 +154,8 @@ void addChecks(CLI::App& replay, ReplayOptions& options) {
           "Print the route of an address at the end, and where its packets go")
       ->type_name("ADDRESS")
       ->allow_extra_args(false);
+  replay.add_flag("--routes", options.routes,
+                  "Print every route at the end, and where its packets go");
   replay.add_flag("--verify", options.verify,
                   "Compare the hardware's rows with what the stream asked for");
   replay.add_flag("--check-forwarding", options.checkForwarding,
@@ -222,6 +226,20 @@ void addFaults(CLI::App& replay, ReplayOptions& options) {
       ->check(notNegative());
 }
 
+// An output that is the input or another output would destroy it.
+void requireDifferentFiles(ReplayOptions const& options) {
+  std::map<std::filesystem::path, std::string> taken{
+      {std::filesystem::weakly_canonical(options.file), "the stream"}};
+  std::pair<char const*, std::string> const outputs[] = {{"--ring", options.ringFile},
+                                                         {"--journal", options.journalFile},
+                                                         {"--plot", options.plotFile}};
+  for (auto const& [option, file] : outputs) {
+    if (file.empty()) continue;
+    auto const [at, isNew] = taken.emplace(std::filesystem::weakly_canonical(file), option);
+    if (!isNew) throw CLI::ValidationError(option, file + " is the file of " + at->second);
+  }
+}
+
 void addReplay(CLI::App& app, ReplayOptions& options) {
   CLI::App* replay = app.add_subcommand("replay", "Read a recorded routing stream into the tables");
   replay->footer(kReplayExamples);
@@ -274,7 +292,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
                    "Of these, the rows from 0 up that are for next hops of groups; row 0 stays "
                    "unused [half]")
       ->type_name("N")
-      ->check(range(1, kMaxRows));
+      ->check(range(1, kPointerRows));
   replay
       ->add_option("--first-row", options.firstRow,
                    "First row to use for next hops of routes [the first above those]")
@@ -329,6 +347,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 
   // What is right one by one and wrong together.
   replay->callback([&options] {
+    requireDifferentFiles(options);
     if (options.ecmpRows && *options.ecmpRows >= options.rows) {
       throw CLI::ValidationError(
           "--ecmp-rows",

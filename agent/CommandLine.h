@@ -44,6 +44,7 @@ struct ReplayOptions {
 
   std::vector<Event> events;
   std::vector<Fpm::Address> lookups;  // addresses whose routes are to be shown
+  bool routes = false;                // print every route
   bool verify = false;
   bool checkForwarding = false;
   std::string journalFile;  // empty: no journal

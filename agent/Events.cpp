@@ -53,7 +53,7 @@ class Words {
 InterfaceEvent interfaceEvent(Words& words) {
   InterfaceEvent event;
   auto const interface = words.takeNumber<std::uint32_t>();
-  if (!interface) words.expected("the number of an interface");
+  if (!interface || *interface == 0) words.expected("the number of an interface");
   event.interface = *interface;
   event.up = words.take("up");
   if (!event.up && !words.take("down")) words.expected("\"down\" or \"up\"");

@@ -260,7 +260,7 @@ std::string listText(GroupReport const& report) {
       lines.push_back(lineOf(group));
     }
   }
-  return out + listText("Groups that are not programmed", lines, lines.size());
+  return out + listText("Groups that are not in hardware as asked", lines, lines.size());
 }
 
 std::string showText(GroupReport const& report) {

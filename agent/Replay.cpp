@@ -2,7 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
 
 #include "agent/Plot.h"
 #include "agent/RouteText.h"
@@ -22,6 +26,16 @@ ForwardingCheck::Sizes sizesOf(ReplayOptions const& options) {
           .nextHops = options.rows,
           .members = options.memberRows,
           .groups = options.groupRows};
+}
+
+// Found out before the work is done. Leaves the file as it is.
+void requireWritable(char const* option, std::string const& path) {
+  if (path.empty()) return;
+  bool const isThere = std::filesystem::exists(path);
+  if (!std::ofstream(path, std::ios::app)) {
+    throw std::system_error(errno, std::generic_category(), fmt::format("{} {}", option, path));
+  }
+  if (!isThere) std::filesystem::remove(path);
 }
 
 }  // namespace
@@ -149,6 +163,8 @@ Report Replay::report() const {
 }
 
 int replayCommand(ReplayOptions const& options) {
+  requireWritable("--journal", options.journalFile);
+  requireWritable("--plot", options.plotFile);
   Tracing const tracing(options);
   Replay replay(options);
   {
@@ -157,6 +173,7 @@ int replayCommand(ReplayOptions const& options) {
   }
   Report const report = replay.report();
   if (options.show) fmt::print("{}\n", showText(report));
+  if (options.routes) fmt::print("Routes\n{}\n", routesText(replay.mapping()));
   for (Fpm::Address const& address : options.lookups) {
     fmt::print("{}", lookupText(replay.mapping(), address));
   }

@@ -292,8 +292,8 @@ std::string showText(Report const& report) {
   }
   std::string const groups = showText(report.groups);
   if (!groups.empty()) out += (out.empty() ? "" : "\n") + ("Groups\n" + groups);
-  if (!report.routes.problems.empty()) {
-    out += (out.empty() ? "" : "\n") + std::string("Routes that are not forwarded\n");
+  if (report.routes.problems.size() > kMostListed) {
+    out += (out.empty() ? "" : "\n") + std::string("Routes that are not forwarded as asked\n");
     for (std::string const& line : report.routes.problems) out += "  " + line + "\n";
   }
   return out.empty() ? "Nothing is announced that needs a row.\n" : out;
@@ -351,12 +351,13 @@ std::string text(Report const& report) {
       routes.announced, routes.repeated, routes.changed, routes.withdrawn,
       counted(routes.unknownWithdrawals, "withdrawal"));
   line(
-      "  at the end  {}: {} forwarded, {} that drop, {} waiting for an id, {} whose way is not in "
+      "  at the end  {}: {} forwarded, {} over the way before, {} that drop, {} waiting for an id, "
+      "{} whose way is not in "
       "hardware, {} not possible; {} came before their id",
       report.routes.live, report.routes.liveIn(RouteState::forwarded),
-      report.routes.liveIn(RouteState::drop), report.routes.liveIn(RouteState::unknownId),
-      report.routes.liveIn(RouteState::notInForce), report.routes.liveIn(RouteState::notPossible),
-      routes.waitedForId);
+      report.routes.liveIn(RouteState::formerWay), report.routes.liveIn(RouteState::drop),
+      report.routes.liveIn(RouteState::unknownId), report.routes.liveIn(RouteState::notInForce),
+      report.routes.liveIn(RouteState::notPossible), routes.waitedForId);
   line("");
   line("Next hops of routes");
   out += hopsText(report.ingress);
@@ -376,7 +377,7 @@ std::string text(Report const& report) {
   out += problemText(report.ingress, "Next hops of routes that are not programmed");
   out += problemText(report.ecmp, "Next hops of groups that are not programmed");
   out += listText(report.groups);
-  out += listText("Routes that are not forwarded", report.routes.problems,
+  out += listText("Routes that are not forwarded as asked", report.routes.problems,
                   report.routes.problems.size());
   return out;
 }

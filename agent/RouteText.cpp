@@ -1,7 +1,11 @@
 #include "agent/RouteText.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <set>
 
 #include "agent/GroupReport.h"
 #include "agent/TextHelpers.h"
@@ -27,17 +31,35 @@ char const* stateText(NextHopState state) {
   return "not placed";
 }
 
+bool anyDown(Mapping const& mapping, Paths const& paths) {
+  std::set<std::uint32_t> const& down = mapping.groups().downInterfaces();
+  return std::any_of(paths.begin(), paths.end(), [&down](auto const& path) {
+    return down.contains(path.first.interfaceIndex());
+  });
+}
+
 std::string groupText(Mapping const& mapping, Groups::Group const& group) {
   constexpr char const* states[] = {"programmed", "unanswered", "parked", "refused", ""};
   auto const state = static_cast<std::size_t>(mapping.groups().state(group));
   Asic::Index const row = mapping.groups().row(group);
   std::string const where =
       row == Asic::Index::invalidIndex() ? std::string() : fmt::format(" (row {})", row.value());
-  std::string out = fmt::format("group {}{} {}: {}", group.number, where, text(group.paths),
+  Paths const& paths = group.reason.empty() ? group.chain.paths : group.paths;
+  std::string out = fmt::format("group {}{} {}: {}", group.number, where, text(paths),
                                 group.reason.empty() ? states[state] : group.reason);
-  std::size_t const down = group.reason.empty() ? group.paths.size() - group.chain.paths.size() : 0;
-  if (down > 0) {
+  char const* separator = "; refused: ";
+  for (EcmpNextHops::Use const& hop : group.chain.hops) {
+    if (mapping.ecmp().state(*hop) != NextHopState::refused) continue;
+    out += separator + text(hop->identity);
+    separator = ", ";
+  }
+  if (std::size_t const missing = mapping.groups().missingMemberRows(group); missing > 0) {
+    out += fmt::format("; {} published, not in hardware", counted(missing, "member row"));
+  }
+  if (std::size_t const down = group.paths.size() - paths.size(); down > 0) {
     out += fmt::format("; without {} over interfaces that are down", counted(down, "path"));
+  } else if (anyDown(mapping, paths)) {
+    out += "; all its interfaces are down";
   }
   // The row may name the block before, and packets take that.
   bool const isLatest = state == static_cast<std::size_t>(Groups::State::programmed);
@@ -45,12 +67,23 @@ std::string groupText(Mapping const& mapping, Groups::Group const& group) {
   return out;
 }
 
+// Why a group id has no group.
+std::string obstacleText(GroupIds::GroupId const& group) {
+  if (!group.reason.empty()) return group.reason;
+  if (!group.blackholes.empty()) {
+    return fmt::format("a group that drops over members {}", fmt::join(group.blackholes, ", "));
+  }
+  return fmt::format("a group that waits for members {}", fmt::join(group.missing, ", "));
+}
+
 std::string hopText(Mapping const& mapping, IngressNextHops::Hop const& hop) {
   std::string const where =
       hop.key ? fmt::format("row {}, ", hop.key->hwEntryIndex().value()) : std::string();
   NextHopState const state = mapping.ingress().state(hop);
-  return fmt::format("{}{}: {}", where, text(hop.identity),
-                     hop.obstacle == Obstacle::none ? stateText(state) : text(hop.obstacle));
+  std::string const down =
+      anyDown(mapping, {{hop.identity, 1}}) ? " (the interface is down)" : std::string();
+  return fmt::format("{}{}: {}{}", where, text(hop.identity),
+                     hop.obstacle == Obstacle::none ? stateText(state) : text(hop.obstacle), down);
 }
 
 std::string textOf(Mapping const& mapping, Routes::Way const& way) {
@@ -71,7 +104,7 @@ std::string textOf(Mapping const& mapping, Routes::Way const& way) {
   }
   GroupIds::GroupId const* const group = mapping.groupIds().find(way.id.id());
   if (group->drops()) return id + ", drop";
-  if (!group->group) return id + ", a group that is not programmed";
+  if (!group->group) return id + ", " + obstacleText(*group);
   std::string out = id + ", " + groupText(mapping, *group->group);
   if (group->former) out += "; until then " + groupText(mapping, *group->former);
   return out;
@@ -92,6 +125,14 @@ std::string wayText(Mapping const& mapping, Routes::Route const& route) {
     out += "; until then " + textOf(mapping, route.former);
   }
   return out;
+}
+
+std::string routesText(Mapping const& mapping) {
+  std::string out;
+  for (auto const& [key, route] : mapping.routes().routes()) {
+    out += text(key) + " -> " + wayText(mapping, route) + "\n";
+  }
+  return out.empty() ? "no routes\n" : out;
 }
 
 std::string lookupText(Mapping const& mapping, Fpm::Address const& address) {

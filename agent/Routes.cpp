@@ -224,22 +224,24 @@ bool Routes::inForce(Way const& way) const {
   return group != nullptr && (group->drops() || groupIds_.inForce(*group));
 }
 
+bool Routes::leads(Way const& way) const {
+  if (!inForce(way)) return false;
+  Groups::Use group = way.group;
+  if (way.kind == Way::Kind::groupId) group = groupIds_.leading(*groupIds_.find(way.id.id()));
+  return !group || groups_.missingMemberRows(*group) == 0;
+}
+
 Routes::State Routes::state(Route const& route) const {
-  switch (route.way.kind) {
-    case Way::Kind::none:
-      return State::notPossible;
-    case Way::Kind::unknownId:
-      return State::unknownId;
-    case Way::Kind::drop:
-      return State::drop;
-    case Way::Kind::groupId:
-      if (groupIds_.find(route.way.id.id())->drops()) return State::drop;
-      break;
-    case Way::Kind::hop:
-    case Way::Kind::group:
-      break;
-  }
-  return inForce(route.way) ? State::forwarded : State::notInForce;
+  Way const& way = route.way;
+  GroupIds::GroupId const* const group =
+      way.kind == Way::Kind::groupId ? groupIds_.find(way.id.id()) : nullptr;
+  if (way.kind == Way::Kind::drop || (group != nullptr && group->drops())) return State::drop;
+  if (leads(way)) return State::forwarded;
+  if (route.former.kind != Way::Kind::none && leads(route.former)) return State::formerWay;
+  if (way.kind == Way::Kind::unknownId) return State::unknownId;
+  bool const isPossible =
+      way.kind != Way::Kind::none && (group == nullptr || group->reason.empty());
+  return isPossible ? State::notInForce : State::notPossible;
 }
 
 std::vector<RouteKey> Routes::lookup(Fpm::Address const& address) const {

@@ -41,7 +41,8 @@ class Routes {
     forwarded,    // the hardware leads its packets
     drop,         // its packets are to be dropped
     unknownId,    // waits for the id
-    notInForce,   // what it points to is not in the hardware
+    formerWay,    // the hardware leads its packets over what it pointed to before
+    notInForce,   // what it points to is not in the hardware, or not all of it
     notPossible,  // see the reason
   };
 
@@ -116,6 +117,8 @@ class Routes {
   void moves(RouteKey const& key, Route& route, std::optional<Target> const& to);
   [[nodiscard]] static Target targetOf(Way const& way);
   [[nodiscard]] bool inForce(Way const& way) const;
+  // The same, with every row that packets may take.
+  [[nodiscard]] bool leads(Way const& way) const;
   void erase(RouteKey const& key);
 
   Ids& ids_;

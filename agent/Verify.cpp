@@ -57,7 +57,7 @@ std::string askedFor(Wanted::Group const& group) {
   if (group.kept) line += ", kept until its successor is in force";
   char const* separator = " by ";
   if (!group.groupIds.empty()) {
-    line += fmt::format("{}{}", separator, group.groupIds.size() == 1 ? "group" : "groups");
+    line += fmt::format("{}{}", separator, group.groupIds.size() == 1 ? "group id" : "group ids");
     char const* comma = " ";
     for (std::uint32_t const id : group.groupIds) {
       line += fmt::format("{}{}", comma, id);
@@ -95,6 +95,7 @@ class Verification {
         compareRows("ingress", wanted_.ingress, ingress_, differences_.ingressNextHops);
     leftovers();
     differences_.kept = wanted_.kept;
+    differences_.notAsked = wanted_.counts;
     return std::move(differences_);
   }
 
@@ -292,6 +293,20 @@ std::string text(Differences const& differences) {
     lines += line.substr(0, end) + "\n    " + line.substr(end + 1) + "\n";
   }
   if (all > shown) lines += fmt::format("and {} more\n", all - shown);
+  std::string rest;
+  auto const add = [&rest](std::size_t count, char const* what, char const* why) {
+    if (count == 0) return;
+    rest += fmt::format("{}{} {}", rest.empty() ? "" : ", ", plural(count, what), why);
+  };
+  Wanted::Counts const& notAsked = differences.notAsked;
+  add(notAsked.waitingGroups, "group", "waiting for members");
+  add(notAsked.blackholeGroups, "group", "with members that drop");
+  add(notAsked.nestedGroups, "group", "of groups");
+  add(notAsked.emptyGroups, "group", "without members");
+  add(notAsked.tooWideGroups + notAsked.tooWideRoutes, "group", "of more paths than --max-width");
+  add(notAsked.waitingRoutes, "route", "waiting for an id");
+  add(notAsked.withoutInterface, "route", "without an interface");
+  if (!rest.empty()) lines += "not in hardware by nature: " + rest + "\n";
   std::string const found = all == 0 ? "no difference" : plural(all, "difference");
   std::string const kept =
       differences.kept == 0

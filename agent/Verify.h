@@ -41,7 +41,8 @@ struct Differences {
   std::size_t verifiedGroups = 0;
   std::size_t verifiedEcmpNextHops = 0;
   std::size_t verifiedIngressNextHops = 0;
-  std::size_t kept = 0;  // groups and ingress next hops that only wait to be replaced
+  Wanted::Counts notAsked;  // what can have no row
+  std::size_t kept = 0;     // groups and ingress next hops that only wait to be replaced
 
   [[nodiscard]] bool empty() const { return lines.empty(); }
 };

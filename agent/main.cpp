@@ -1,8 +1,10 @@
 // orvia-l3-agent: the stand-alone forwarding agent. Everything but this is in the agent's library.
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <system_error>
 #include <variant>
 
 #include "agent/CommandLine.h"
@@ -35,7 +37,10 @@ struct Run {
 
 int main(int argc, char** argv) {
   try {
-    return std::visit(Run{}, OrviaL3Agent::parseCommandLine(argc, argv));
+    int const result = std::visit(Run{}, OrviaL3Agent::parseCommandLine(argc, argv));
+    // What did not fit, or had nowhere to go, is lost: that is no success.
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return result;
+    throw std::system_error(errno, std::generic_category(), "standard output");
   } catch (std::exception const& error) {
     // A file that cannot be opened, read or made: the message names it.
     std::fflush(stdout);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tests/agent/ReplayFixture.h"
 
@@ -114,7 +115,7 @@ TEST(AgentBinary, ListsRefusedRows) {
                "Next hops of routes that are not programmed\n"
                "  row 1, connected on interface 2: refused\n"
                "  row 5, connected on interface 4: refused\n"
-               "Routes that are not forwarded\n"
+               "Routes that are not forwarded as asked\n"
                "  10.0.1.0/24 metric 20 -> id 4, row 1, connected on interface 2: refused\n"));
 }
 
@@ -246,9 +247,37 @@ TEST(AgentBinary, NamesAJournalThatItCannotWrite) {
   Ended const ended =
       agent("replay " + stream("forms.0.fpm") + " --journal /no-such-folder/calls.txt");
   EXPECT_EQ(ended.exitCode, 1);
-  EXPECT_TRUE(contains(ended.output, "Replayed "));  // the work is not lost
-  EXPECT_TRUE(ended.error.starts_with("orvia-l3-agent: ")) << ended.error;
+  EXPECT_EQ(ended.output, "");  // found out before the work is done
+  EXPECT_TRUE(ended.error.starts_with("orvia-l3-agent: --journal ")) << ended.error;
   EXPECT_TRUE(contains(ended.error, "/no-such-folder/calls.txt"));
+}
+
+TEST(AgentBinary, RefusesToWriteOverTheStreamOrAnotherOutput) {
+  TemporaryFile const copy(contentOf(streamPath("forms.0.fpm")));
+  TemporaryFile const out;
+  for (std::string const& outputs :
+       std::vector<std::string>{" --journal '" + copy.path() + "'", " --plot '" + copy.path() + "'",
+                                " --journal '" + out.path() + "' --plot '" + out.path() + "'",
+                                " --ring '" + out.path() + "' --journal '" + out.path() + "'"}) {
+    Ended const ended = agent("replay '" + copy.path() + "'" + outputs);
+    EXPECT_EQ(ended.exitCode, 2) << outputs;
+    EXPECT_TRUE(contains(ended.error, " is the file of ")) << ended.error;
+  }
+  EXPECT_EQ(contentOf(copy.path()), contentOf(streamPath("forms.0.fpm")));
+}
+
+TEST(AgentBinary, CountsLostOutputAsAFailure) {
+  EXPECT_EQ(agent("replay " + stream("forms.0.fpm") + " > /dev/full").exitCode, 1);
+  EXPECT_EQ(agent("--help > /dev/full").exitCode, 1);
+}
+
+TEST(AgentBinary, PrintsEveryRoute) {
+  Ended const ended = agent("replay " + stream("w1-static.0.fpm") + " --until 39 --routes");
+  EXPECT_EQ(ended.exitCode, 0);
+  EXPECT_TRUE(contains(ended.output,
+                       "Routes\n10.0.1.0/24 metric 20 -> id 9, row 16384, "
+                       "connected on interface 2: programmed\n"))
+      << ended.output;
 }
 
 TEST(AgentBinary, DrawsTheReplay) {

@@ -240,7 +240,7 @@ TEST_F(GroupsTest, AreParkedInTheirTableUntilInterfacesAreThere) {
   EXPECT_EQ(report.groups.waitingBlocks, 1U);
   EXPECT_EQ(report.groups.groupTable.hardware.writes, 0U);
   EXPECT_EQ(replay().mapping().tables().groups->unresolvedEntrys(), 1U);
-  EXPECT_NE(text(report).find("Groups that are not programmed\n"
+  EXPECT_NE(text(report).find("Groups that are not in hardware as asked\n"
                               "  group 1 (id 20): parked, waits for its next hops\n"),
             std::string::npos)
       << text(report);
@@ -373,7 +373,7 @@ TEST_F(GroupsTest, WithoutRoomForNextHopsAreListedAndTriedAgainWhenRowsAreFreed)
             "no room in the ECMP next-hop table: 1 needed, 0 of 2 rows free, longest run 0");
   EXPECT_EQ(groupOf(report, 21).state, State::programmed);
   EXPECT_EQ(report.groups.nextHopTable.inUse, 2U);
-  EXPECT_NE(text(report).find("Groups that are not programmed\n"
+  EXPECT_NE(text(report).find("Groups that are not in hardware as asked\n"
                               "  group 1 (id 20): no room in the ECMP next-hop table: 1 needed, 0 "
                               "of 2 rows free, longest run 0\n"),
             std::string::npos)
@@ -513,12 +513,13 @@ TEST_F(GroupsTest, OverARefusedNextHopAreParkedAndItIsListed) {
                          "  row 1, 10.0.1.2 on interface 2: refused\n"),
             std::string::npos)
       << summary;
-  EXPECT_NE(summary.find("Groups that are not programmed\n"
+  EXPECT_NE(summary.find("Groups that are not in hardware as asked\n"
                          "  group 1 (id 20): parked, waits for its next hops; refused: 10.0.1.2 on "
                          "interface 2\n"),
             std::string::npos)
       << summary;
-  EXPECT_NE(summary.find("Routes that are not forwarded\n  10.7.0.0/16"), std::string::npos)
+  EXPECT_NE(summary.find("Routes that are not forwarded as asked\n  10.7.0.0/16"),
+            std::string::npos)
       << summary;
   expectNoInstant();
   // Nothing changes by asking again while the row goes on refusing.
@@ -569,9 +570,9 @@ TEST_F(GroupsTest, ThatAreRefusedAreListedAndTriedAgain) {
   EXPECT_EQ(groupOf(refused, 20).state, State::refused);
   EXPECT_EQ(refused.groups.groupTable.rowsInForce, 0U);
   EXPECT_EQ(refused.routes.liveIn(Routes::State::notInForce), 1U);
-  EXPECT_NE(
-      text(refused).find("Groups that are not programmed\n  group 1 (id 20), row 1: refused\n"),
-      std::string::npos)
+  EXPECT_NE(text(refused).find(
+                "Groups that are not in hardware as asked\n  group 1 (id 20), row 1: refused\n"),
+            std::string::npos)
       << text(refused);
   faultsOff();
   retry();

@@ -234,7 +234,7 @@ TEST_F(IngressTest, KeepsTheOldRowWhileTheNewOneWaits) {
   Report report = replay().report();
   EXPECT_EQ(state(report, connected(2)), State::programmed);
   EXPECT_EQ(state(report, connected(3)), State::parked);
-  EXPECT_EQ(routeState(1), RouteState::notInForce);
+  EXPECT_EQ(routeState(1), RouteState::formerWay);
   EXPECT_EQ(way("10.0.1.1"),
             "10.0.1.0/24 metric 20 -> id 1, row 2, connected on interface 3: parked; until then "
             "row 1, connected on interface 2: programmed\n");
@@ -332,7 +332,7 @@ TEST_P(RefusedRows, AreListedAndDoNotHoldUpTheOthers) {
                               "  row 2, 10.0.0.2 on interface 3: refused\n"),
             std::string::npos)
       << text(report);
-  EXPECT_NE(text(report).find("Routes that are not forwarded\n"
+  EXPECT_NE(text(report).find("Routes that are not forwarded as asked\n"
                               "  10.0.2.0/24 metric 20 -> id 2, row 2, 10.0.0.2 on interface 3: "
                               "refused\n"),
             std::string::npos)
@@ -416,7 +416,7 @@ TEST_P(RefusedRows, KeepARouteOnItsOldWay) {
   Report report = run(stream);
   EXPECT_EQ(state(report, connected(2)), State::programmed);
   EXPECT_EQ(state(report, connected(3)), State::refused);
-  EXPECT_EQ(routeState(1), RouteState::notInForce);
+  EXPECT_EQ(routeState(1), RouteState::formerWay);
   EXPECT_EQ(way("10.0.1.1"),
             "10.0.1.0/24 metric 20 -> id 1, row 2, connected on interface 3: refused; until then "
             "row 1, connected on interface 2: programmed\n");

@@ -57,7 +57,7 @@ Group ids     6 announced, 0 announced again unchanged, 0 changed, 0 withdrawn
 Blackholes    1 announced, 0 withdrawn, 1 live
 Withdrawn     1 while in use, 0 still waiting for the last user; 1 id not known
 Routes        11 announced, 0 announced again unchanged, 0 changed, 1 withdrawn, 1 withdrawal not known
-  at the end  10: 4 forwarded, 2 that drop, 1 waiting for an id, 2 whose way is not in hardware, 1 not possible; 1 came before their id
+  at the end  10: 4 forwarded, 0 over the way before, 2 that drop, 1 waiting for an id, 2 whose way is not in hardware, 1 not possible; 1 came before their id
 
 Next hops of routes
   at the end  5: 3 programmed, 0 parked, 1 refused, 0 unanswered, 1 not placed
@@ -86,9 +86,9 @@ Group ids without a group of their contents
   id 23: waits for members 77
   id 24: not programmed, drops over members 21
   id 26: member 20 is a group
-Groups that are not programmed
+Groups that are not in hardware as asked
   group 2 (id 22): no room in the ECMP next-hop table: 1 needed, 0 of 3 rows free, longest run 0
-Routes that are not forwarded
+Routes that are not forwarded as asked
   10.0.2.0/24 metric 20 -> id 2, row 5, 10.0.2.2 on interface 3: refused
   10.0.8.0/24 metric 20 -> id 8, connected on interface 7: no free row
   10.0.30.0/24 metric 20 -> id 30 is not announced
@@ -120,12 +120,6 @@ group 1 (id 20), row 1: programmed; 3 paths from member row 0
   member row 0 -> next-hop row 1 -> connected on interface 2, l3Oif1 1
   member rows 1 to 2 -> next-hop row 2 -> 10.0.2.2 on interface 3, l3Oif1 2
 group 2 (id 22): no room in the ECMP next-hop table: 1 needed, 0 of 3 rows free, longest run 0
-
-Routes that are not forwarded
-  10.0.2.0/24 metric 20 -> id 2, row 5, 10.0.2.2 on interface 3: refused
-  10.0.8.0/24 metric 20 -> id 8, connected on interface 7: no free row
-  10.0.30.0/24 metric 20 -> id 30 is not announced
-  10.2.0.0/16 metric 20 -> neither a next-hop id nor a path
 )");
 }
 
@@ -185,7 +179,7 @@ TEST_F(ReportTest, SaysTheSameOfNextHopsOfGroups) {
   std::string const summary = text(run(announce(1, 2) + announceGroup(20, {{1, 0}})));
   EXPECT_NE(summary.find("Next hops of groups that are not programmed\n"
                          "  connected on interface 2: parked, waits for its interface\n"
-                         "Groups that are not programmed\n"
+                         "Groups that are not in hardware as asked\n"
                          "  group 1 (id 20): parked, waits for its next hops\n"),
             std::string::npos)
       << summary;

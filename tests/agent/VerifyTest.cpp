@@ -76,9 +76,9 @@ class VerifyTest : public testing::Test {
 };
 
 constexpr char const* kFirst =
-    "{connected on interface 1, connected on interface 2} by group 20, 3 routes";
+    "{connected on interface 1, connected on interface 2} by group id 20, 3 routes";
 constexpr char const* kSecond =
-    "{connected on interface 2, 2 x connected on interface 3} by groups 21, 22";
+    "{connected on interface 2, 2 x connected on interface 3} by group ids 21, 22";
 
 std::string both(std::string const& asked, std::string const& hardware) {
   return "asked for: " + asked + "\nin hardware: " + hardware;
@@ -134,7 +134,7 @@ TEST_F(VerifyTest, TwoGroupsThatBecameEqualNeedTwoRows) {
   EXPECT_THAT(lines(),
               ElementsAre(both("{connected on interface 1, connected on interface 2} (of "
                                "{connected on interface 1, connected on interface 2, connected on "
-                               "interface 7}) by group 30",
+                               "interface 7}) by group id 30",
                                "nothing")));
   group(5, 4, 2);
   EXPECT_THAT(lines(), IsEmpty());
