@@ -29,6 +29,7 @@ template class engine::NeededHandleTally<Traits>;
 template class engine::UnresolvedEntry<Traits>;
 template class engine::EntryTable<Traits>;
 template class engine::AllocatedRowTable<Traits>;
+template class plumbing::UtilLoader<Traits>;
 
 Vek::Ptr<L3EcmpGroupTable> L3EcmpGroupTable::L3EcmpGroupTableIs() {
   Vek::Ptr<L3EcmpGroupTable> table = new L3EcmpGroupTable;
@@ -51,4 +52,28 @@ L3EcmpGroupTableUtil::~L3EcmpGroupTableUtil() = default;
 Vek::VekType L3EcmpGroupTableUtil::fwkType() const { return classType(); }
 Vek::VekType L3EcmpGroupTableUtil::classType() { return {Traits::module(), Traits::numbers.util}; }
 
+L3EcmpGroupTableUtilLoader::L3EcmpGroupTableUtilLoader(Vek::String const& name)
+    : UtilLoader(name) {}
+L3EcmpGroupTableUtilLoader::~L3EcmpGroupTableUtilLoader() = default;
+
+Vek::Ptr<L3EcmpGroupTable> l3EcmpGroupTableFactory() {
+  return L3EcmpGroupTable::L3EcmpGroupTableIs();
+}
+
+}  // namespace OrviaL3Unicast
+
+template Vek::Ptr<OrviaL3Unicast::L3EcmpGroupTableUtilLoader const>
+Loader::Singleton::inst<OrviaL3Unicast::L3EcmpGroupTableUtilLoader>();
+
+void orviaL3EcmpGroupTableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
+  table = OrviaL3Unicast::l3EcmpGroupTableFactory();
+}
+
+namespace OrviaL3Unicast {
+namespace {
+
+// Last, so that everything above is there when the plug-ins come.
+plumbing::Registration<Traits> const registration;
+
+}  // namespace
 }  // namespace OrviaL3Unicast

@@ -13,11 +13,13 @@
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "OrviaL3Unicast/plumbing/Export.h"
 #include "OrviaL3Unicast/plumbing/IndexValue.h"
+#include "OrviaL3Unicast/plumbing/UtilLoader.h"
 
 namespace OrviaL3Unicast {
 
 class L3EcmpGroupTable;
 class L3EcmpGroupTableUtil;
+class L3EcmpGroupTableUtilLoader;
 
 // The framework module of this unit's types.
 ORVIA_L3_EXPORT extern Vek::VekModule const _L3EcmpGroupTable_b1191073_vekModule;
@@ -27,6 +29,7 @@ struct L3EcmpGroupTraits {
   using Key = plumbing::IndexValue<L3EcmpGroupTraits>;
   using Entry = L3EcmpGroupEntry<L3EcmpGroupTraits>;
   using Util = L3EcmpGroupTableUtil;
+  using UtilLoader = L3EcmpGroupTableUtilLoader;
   using HwKey = Asic::Index;
   using KeyHash = plumbing::ValueHash;
 
@@ -60,6 +63,7 @@ extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<L3EcmpGroupTrait
 extern template class ORVIA_L3_EXPORT engine::UnresolvedEntry<L3EcmpGroupTraits>;
 extern template class ORVIA_L3_EXPORT engine::EntryTable<L3EcmpGroupTraits>;
 extern template class ORVIA_L3_EXPORT engine::AllocatedRowTable<L3EcmpGroupTraits>;
+extern template class ORVIA_L3_EXPORT plumbing::UtilLoader<L3EcmpGroupTraits>;
 
 class ORVIA_L3_EXPORT L3EcmpGroupTable final
     : public Vek::Tracked<L3EcmpGroupTable, engine::AllocatedRowTable<L3EcmpGroupTraits>> {
@@ -95,4 +99,27 @@ class ORVIA_L3_EXPORT L3EcmpGroupTableUtil : public engine::TableUtil<L3EcmpGrou
   static Vek::VekType classType();
 };
 
+// Brings the plug-ins of this table's directory; the process has one, made when the library is
+// loaded.
+class ORVIA_L3_EXPORT L3EcmpGroupTableUtilLoader final
+    : public plumbing::UtilLoader<L3EcmpGroupTraits> {
+ public:
+  explicit L3EcmpGroupTableUtilLoader(Vek::String const& name);
+  ~L3EcmpGroupTableUtilLoader() override;
+};
+
+// A table ready to be attached to its platform: what L3EcmpGroupTable::L3EcmpGroupTableIs() gives.
+ORVIA_L3_EXPORT Vek::Ptr<L3EcmpGroupTable> l3EcmpGroupTableFactory();
+
 }  // namespace OrviaL3Unicast
+
+namespace Loader {
+extern template ORVIA_L3_EXPORT Vek::Ptr<OrviaL3Unicast::L3EcmpGroupTableUtilLoader const>
+Singleton::inst<OrviaL3Unicast::L3EcmpGroupTableUtilLoader>();
+}
+
+// The same factory under a name without C++ in it, for whoever loads the library with dlopen and
+// looks it up with dlsym. Puts the new table into `table`, which holds the count; a C function
+// cannot return a counted reference.
+extern "C" ORVIA_L3_EXPORT void orviaL3EcmpGroupTableFactory(
+    Vek::Ptr<OrviaAsicUtils::SwTable>& table);

@@ -25,6 +25,7 @@ template class engine::NeededHandleTally<Traits>;
 template class engine::UnresolvedEntry<Traits>;
 template class engine::EntryTable<Traits>;
 template class engine::AllocatedRowTable<Traits>;
+template class plumbing::UtilLoader<Traits>;
 
 Vek::Ptr<EcmpIngL3NextHop1Table> EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs() {
   Vek::Ptr<EcmpIngL3NextHop1Table> table = new EcmpIngL3NextHop1Table;
@@ -43,4 +44,28 @@ Vek::VekType EcmpIngL3NextHop1TableUtil::classType() {
   return {Traits::module(), Traits::numbers.util};
 }
 
+EcmpIngL3NextHop1TableUtilLoader::EcmpIngL3NextHop1TableUtilLoader(Vek::String const& name)
+    : UtilLoader(name) {}
+EcmpIngL3NextHop1TableUtilLoader::~EcmpIngL3NextHop1TableUtilLoader() = default;
+
+Vek::Ptr<EcmpIngL3NextHop1Table> ecmpIngL3NextHop1TableFactory() {
+  return EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs();
+}
+
+}  // namespace OrviaL3Unicast
+
+template Vek::Ptr<OrviaL3Unicast::EcmpIngL3NextHop1TableUtilLoader const>
+Loader::Singleton::inst<OrviaL3Unicast::EcmpIngL3NextHop1TableUtilLoader>();
+
+void orviaEcmpIngL3NextHop1TableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
+  table = OrviaL3Unicast::ecmpIngL3NextHop1TableFactory();
+}
+
+namespace OrviaL3Unicast {
+namespace {
+
+// Last, so that everything above is there when the plug-ins come.
+plumbing::Registration<Traits> const registration;
+
+}  // namespace
 }  // namespace OrviaL3Unicast

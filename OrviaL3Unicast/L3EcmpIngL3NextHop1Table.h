@@ -14,6 +14,7 @@
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "OrviaL3Unicast/plumbing/Export.h"
 #include "OrviaL3Unicast/plumbing/IndexValue.h"
+#include "OrviaL3Unicast/plumbing/UtilLoader.h"
 #include "Vek/PlatformModules.h"
 
 namespace OrviaL3Unicast {
@@ -22,6 +23,7 @@ using Asic::L3EcmpNextHopKey;
 
 class EcmpIngL3NextHop1Table;
 class EcmpIngL3NextHop1TableUtil;
+class EcmpIngL3NextHop1TableUtilLoader;
 
 // The framework module of this unit's types.
 ORVIA_L3_EXPORT extern Vek::VekModule const _L3EcmpIngL3NextHop1Table_ea4a8036_vekModule;
@@ -31,6 +33,7 @@ struct EcmpIngL3NextHop1Traits {
   using Key = L3EcmpNextHopKey;
   using Entry = NextHopEntry<EcmpIngL3NextHop1Traits>;
   using Util = EcmpIngL3NextHop1TableUtil;
+  using UtilLoader = EcmpIngL3NextHop1TableUtilLoader;
   using HwKey = Asic::Index;
   using KeyHash = plumbing::ValueHash;
 
@@ -67,6 +70,7 @@ extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<EcmpIngL3NextHop
 extern template class ORVIA_L3_EXPORT engine::UnresolvedEntry<EcmpIngL3NextHop1Traits>;
 extern template class ORVIA_L3_EXPORT engine::EntryTable<EcmpIngL3NextHop1Traits>;
 extern template class ORVIA_L3_EXPORT engine::AllocatedRowTable<EcmpIngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT plumbing::UtilLoader<EcmpIngL3NextHop1Traits>;
 
 class ORVIA_L3_EXPORT EcmpIngL3NextHop1Table final
     : public Vek::Tracked<EcmpIngL3NextHop1Table,
@@ -99,4 +103,28 @@ class ORVIA_L3_EXPORT EcmpIngL3NextHop1TableUtil
   static Vek::VekType classType();
 };
 
+// Brings the plug-ins of this table's directory; the process has one, made when the library is
+// loaded.
+class ORVIA_L3_EXPORT EcmpIngL3NextHop1TableUtilLoader final
+    : public plumbing::UtilLoader<EcmpIngL3NextHop1Traits> {
+ public:
+  explicit EcmpIngL3NextHop1TableUtilLoader(Vek::String const& name);
+  ~EcmpIngL3NextHop1TableUtilLoader() override;
+};
+
+// A table ready to be attached to its platform: what
+// EcmpIngL3NextHop1Table::EcmpIngL3NextHop1TableIs() gives.
+ORVIA_L3_EXPORT Vek::Ptr<EcmpIngL3NextHop1Table> ecmpIngL3NextHop1TableFactory();
+
 }  // namespace OrviaL3Unicast
+
+namespace Loader {
+extern template ORVIA_L3_EXPORT Vek::Ptr<OrviaL3Unicast::EcmpIngL3NextHop1TableUtilLoader const>
+Singleton::inst<OrviaL3Unicast::EcmpIngL3NextHop1TableUtilLoader>();
+}
+
+// The same factory under a name without C++ in it, for whoever loads the library with dlopen and
+// looks it up with dlsym. Puts the new table into `table`, which holds the count; a C function
+// cannot return a counted reference.
+extern "C" ORVIA_L3_EXPORT void orviaEcmpIngL3NextHop1TableFactory(
+    Vek::Ptr<OrviaAsicUtils::SwTable>& table);

@@ -1,9 +1,11 @@
 #include "OrviaL3Unicast/L3EcmpMemberTable.h"
 
 #include "OrviaL3Unicast/engine/EntryHandle-inl.h"
+#include "OrviaL3Unicast/engine/ModuleTypes.h"
 #include "OrviaL3Unicast/engine/NeededHandles-inl.h"
 #include "OrviaL3Unicast/engine/PublishSwitch.h"
 #include "OrviaL3Unicast/engine/RawHandleRegistry-inl.h"
+#include "OrviaL3Unicast/engine/Restart-inl.h"
 #include "OrviaL3Unicast/engine/TableBase-inl.h"
 #include "OrviaL3Unicast/plumbing/Assert.h"
 #include "OrviaL3Unicast/plumbing/Trace.h"
@@ -37,6 +39,7 @@ constexpr Vek::VekTypeInfo types[] = {
     {Traits::numbers.util,
      "OrviaL3Unicast::L3EcmpMemberTableUtil",
      {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTableUtil}},
+    engine::utilLoaderType<Traits>(),
 };
 
 constexpr auto blockWriteSignature =
@@ -58,6 +61,7 @@ template class engine::RawHandleRegistry<Traits>;
 template class engine::EntryHandle<Traits>;
 template class engine::NeededEntryHandleSm<Traits>;
 template class engine::NeededHandleTally<Traits>;
+template class plumbing::UtilLoader<Traits>;
 
 L3EcmpUnresolvedEntryBlock::L3EcmpUnresolvedEntryBlock(EntryBlock const& block) : key_(block) {}
 L3EcmpUnresolvedEntryBlock::~L3EcmpUnresolvedEntryBlock() = default;
@@ -105,6 +109,12 @@ L3EcmpMemberTable::~L3EcmpMemberTable() {
   // The rest is dropped silently: no hardware calls, and the allocator is gone.
   detachHandles();
   store_.clear();
+}
+
+void L3EcmpMemberTable::syncEntries() {
+  Vek::Ptr<L3EcmpMemberTable> const alive(this);
+  engine::expectNothingProgrammedBeforeSync<Traits>(entryBlocks_, "!entryBlocks()");
+  engine::clearHardwareOnRestart<Traits>(*this);
 }
 
 void L3EcmpMemberTable::doInitComplete() { indexAllocatorIs(Traits::keyType(), numEntries()); }
@@ -324,4 +334,28 @@ L3EcmpMemberTableUtil::~L3EcmpMemberTableUtil() = default;
 Vek::VekType L3EcmpMemberTableUtil::fwkType() const { return classType(); }
 Vek::VekType L3EcmpMemberTableUtil::classType() { return {Traits::module(), Traits::numbers.util}; }
 
+L3EcmpMemberTableUtilLoader::L3EcmpMemberTableUtilLoader(Vek::String const& name)
+    : UtilLoader(name) {}
+L3EcmpMemberTableUtilLoader::~L3EcmpMemberTableUtilLoader() = default;
+
+Vek::Ptr<L3EcmpMemberTable> l3EcmpMemberTableFactory() {
+  return L3EcmpMemberTable::L3EcmpMemberTableIs();
+}
+
+}  // namespace OrviaL3Unicast
+
+template Vek::Ptr<OrviaL3Unicast::L3EcmpMemberTableUtilLoader const>
+Loader::Singleton::inst<OrviaL3Unicast::L3EcmpMemberTableUtilLoader>();
+
+void orviaL3EcmpMemberTableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
+  table = OrviaL3Unicast::l3EcmpMemberTableFactory();
+}
+
+namespace OrviaL3Unicast {
+namespace {
+
+// Last, so that everything above is there when the plug-ins come.
+plumbing::Registration<Traits> const registration;
+
+}  // namespace
 }  // namespace OrviaL3Unicast

@@ -28,11 +28,13 @@
 #include "OrviaL3Unicast/engine/RawHandleRegistry.h"
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "OrviaL3Unicast/plumbing/Export.h"
+#include "OrviaL3Unicast/plumbing/UtilLoader.h"
 
 namespace OrviaL3Unicast {
 
 class L3EcmpMemberTable;
 class L3EcmpMemberTableUtil;
+class L3EcmpMemberTableUtilLoader;
 class L3EcmpUnresolvedEntryBlock;
 
 // The framework module of this unit's types.
@@ -43,6 +45,7 @@ struct L3EcmpMemberTraits {
   using Key = L3EcmpEntryBlock;
   using Entry = L3EcmpMember;
   using Util = L3EcmpMemberTableUtil;
+  using UtilLoader = L3EcmpMemberTableUtilLoader;
   using UnresolvedEntryBlock = L3EcmpUnresolvedEntryBlock;
   using HwKey = L3EcmpMemberIndex;
   using KeyHash = plumbing::ValueHash;
@@ -74,6 +77,7 @@ extern template class ORVIA_L3_EXPORT engine::RawHandleRegistry<L3EcmpMemberTrai
 extern template class ORVIA_L3_EXPORT engine::EntryHandle<L3EcmpMemberTraits>;
 extern template class ORVIA_L3_EXPORT engine::NeededEntryHandleSm<L3EcmpMemberTraits>;
 extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<L3EcmpMemberTraits>;
+extern template class ORVIA_L3_EXPORT plumbing::UtilLoader<L3EcmpMemberTraits>;
 
 // A block that waits until the next hops of all its members are programmed. One watcher per
 // position, keyed by the position; each counts once. A member without a handle is watched by a
@@ -135,6 +139,10 @@ class ORVIA_L3_EXPORT L3EcmpMemberTable final
   // that outlives the table is cut off from it.
   ~L3EcmpMemberTable() override;
 
+  // The agent (re)started: empties the hardware table when engine/RestartToggle.h says so, whether
+  // or not hardware is ready; otherwise does not touch it. Aborts with " non-empty swTable before
+  // syncing from hwTable" when a block is committed; waiting ones do not count.
+  void syncEntries() override;
   // Creates the block allocator over numEntries() rows. Reserves nothing: blocks start from row 0.
   void doInitComplete() override;
 
@@ -214,4 +222,28 @@ class ORVIA_L3_EXPORT L3EcmpMemberTableUtil : public engine::TableUtil<L3EcmpMem
   static Vek::VekType classType();
 };
 
+// Brings the plug-ins of this table's directory; the process has one, made when the library is
+// loaded.
+class ORVIA_L3_EXPORT L3EcmpMemberTableUtilLoader final
+    : public plumbing::UtilLoader<L3EcmpMemberTraits> {
+ public:
+  explicit L3EcmpMemberTableUtilLoader(Vek::String const& name);
+  ~L3EcmpMemberTableUtilLoader() override;
+};
+
+// A table ready to be attached to its platform: what L3EcmpMemberTable::L3EcmpMemberTableIs()
+// gives.
+ORVIA_L3_EXPORT Vek::Ptr<L3EcmpMemberTable> l3EcmpMemberTableFactory();
+
 }  // namespace OrviaL3Unicast
+
+namespace Loader {
+extern template ORVIA_L3_EXPORT Vek::Ptr<OrviaL3Unicast::L3EcmpMemberTableUtilLoader const>
+Singleton::inst<OrviaL3Unicast::L3EcmpMemberTableUtilLoader>();
+}
+
+// The same factory under a name without C++ in it, for whoever loads the library with dlopen and
+// looks it up with dlsym. Puts the new table into `table`, which holds the count; a C function
+// cannot return a counted reference.
+extern "C" ORVIA_L3_EXPORT void orviaL3EcmpMemberTableFactory(
+    Vek::Ptr<OrviaAsicUtils::SwTable>& table);

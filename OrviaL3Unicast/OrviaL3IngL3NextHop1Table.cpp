@@ -24,6 +24,7 @@ template class engine::NeededHandleTally<Traits>;
 template class engine::UnresolvedEntry<Traits>;
 template class engine::EntryTable<Traits>;
 template class engine::KeyRowTable<Traits>;
+template class plumbing::UtilLoader<Traits>;
 
 Vek::Ptr<IngL3NextHop1Table> IngL3NextHop1Table::IngL3NextHop1TableIs() {
   Vek::Ptr<IngL3NextHop1Table> table = new IngL3NextHop1Table;
@@ -42,4 +43,28 @@ Vek::VekType IngL3NextHop1TableUtil::classType() {
   return {Traits::module(), Traits::numbers.util};
 }
 
+IngL3NextHop1TableUtilLoader::IngL3NextHop1TableUtilLoader(Vek::String const& name)
+    : UtilLoader(name) {}
+IngL3NextHop1TableUtilLoader::~IngL3NextHop1TableUtilLoader() = default;
+
+Vek::Ptr<IngL3NextHop1Table> ingL3NextHop1TableFactory() {
+  return IngL3NextHop1Table::IngL3NextHop1TableIs();
+}
+
+}  // namespace OrviaL3Unicast
+
+template Vek::Ptr<OrviaL3Unicast::IngL3NextHop1TableUtilLoader const>
+Loader::Singleton::inst<OrviaL3Unicast::IngL3NextHop1TableUtilLoader>();
+
+void orviaIngL3NextHop1TableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
+  table = OrviaL3Unicast::ingL3NextHop1TableFactory();
+}
+
+namespace OrviaL3Unicast {
+namespace {
+
+// Last, so that everything above is there when the plug-ins come.
+plumbing::Registration<Traits> const registration;
+
+}  // namespace
 }  // namespace OrviaL3Unicast

@@ -21,12 +21,14 @@
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "OrviaL3Unicast/plumbing/Export.h"
 #include "OrviaL3Unicast/plumbing/FixedString.h"
+#include "OrviaL3Unicast/plumbing/UtilLoader.h"
 #include "Vek/Hash.h"
 
 namespace OrviaL3Unicast {
 
 class IngL3NextHop1Table;
 class IngL3NextHop1TableUtil;
+class IngL3NextHop1TableUtilLoader;
 
 // The framework module of this unit's types.
 ORVIA_L3_EXPORT extern Vek::VekModule const _OrviaL3IngL3NextHop1Table_b978fb95_vekModule;
@@ -36,6 +38,7 @@ struct IngL3NextHop1Traits {
   using Key = Vek::Ptr<Asic::SwTable::EntryHandle const>;
   using Entry = NextHopEntry<IngL3NextHop1Traits>;
   using Util = IngL3NextHop1TableUtil;
+  using UtilLoader = IngL3NextHop1TableUtilLoader;
   using HwKey = Key const&;
   // Keys are handle objects, told apart by identity.
   struct KeyHash {
@@ -72,6 +75,7 @@ extern template class ORVIA_L3_EXPORT engine::NeededHandleTally<IngL3NextHop1Tra
 extern template class ORVIA_L3_EXPORT engine::UnresolvedEntry<IngL3NextHop1Traits>;
 extern template class ORVIA_L3_EXPORT engine::EntryTable<IngL3NextHop1Traits>;
 extern template class ORVIA_L3_EXPORT engine::KeyRowTable<IngL3NextHop1Traits>;
+extern template class ORVIA_L3_EXPORT plumbing::UtilLoader<IngL3NextHop1Traits>;
 
 class ORVIA_L3_EXPORT IngL3NextHop1Table final
     : public Vek::Tracked<IngL3NextHop1Table, engine::KeyRowTable<IngL3NextHop1Traits>> {
@@ -100,4 +104,28 @@ class ORVIA_L3_EXPORT IngL3NextHop1TableUtil : public engine::TableUtil<IngL3Nex
   static Vek::VekType classType();
 };
 
+// Brings the plug-ins of this table's directory; the process has one, made when the library is
+// loaded.
+class ORVIA_L3_EXPORT IngL3NextHop1TableUtilLoader final
+    : public plumbing::UtilLoader<IngL3NextHop1Traits> {
+ public:
+  explicit IngL3NextHop1TableUtilLoader(Vek::String const& name);
+  ~IngL3NextHop1TableUtilLoader() override;
+};
+
+// A table ready to be attached to its platform: what IngL3NextHop1Table::IngL3NextHop1TableIs()
+// gives.
+ORVIA_L3_EXPORT Vek::Ptr<IngL3NextHop1Table> ingL3NextHop1TableFactory();
+
 }  // namespace OrviaL3Unicast
+
+namespace Loader {
+extern template ORVIA_L3_EXPORT Vek::Ptr<OrviaL3Unicast::IngL3NextHop1TableUtilLoader const>
+Singleton::inst<OrviaL3Unicast::IngL3NextHop1TableUtilLoader>();
+}
+
+// The same factory under a name without C++ in it, for whoever loads the library with dlopen and
+// looks it up with dlsym. Puts the new table into `table`, which holds the count; a C function
+// cannot return a counted reference.
+extern "C" ORVIA_L3_EXPORT void orviaIngL3NextHop1TableFactory(
+    Vek::Ptr<OrviaAsicUtils::SwTable>& table);

@@ -32,6 +32,10 @@ else()
   string(APPEND CMAKE_SHARED_LINKER_FLAGS " -Wl,--no-undefined")
 endif()
 
+# What was loaded stays until the process ends, also after a dlclose: singletons, registered modules
+# and what plug-ins made refer to its code.
+string(APPEND CMAKE_SHARED_LINKER_FLAGS " -Wl,-z,nodelete")
+
 if(ORVIA_COVERAGE)
   # abs-path: reports join the files of all targets. atomic: children of death tests count too.
   add_compile_options(--coverage -fprofile-abs-path -fprofile-update=atomic)

@@ -8,14 +8,6 @@
 namespace OrviaL3Unicast::engine {
 
 template <class T>
-void AllocatedRowTable<T>::doInitComplete() {
-  Vek::Ptr<Table> const alive(&this->table());
-  firstFreeIndexAllocatorIs(this->numEntries());
-  firstFreeIndexAllocator_->reserveIndices(0, 0);
-  if (this->hwTable()) writeResponseSmIs(&this->table());
-}
-
-template <class T>
 Vek::Ptr<Asic::SwTable::EntryHandle> AllocatedRowTable<T>::entryHandleOfRow(Asic::Index row) const {
   if (!firstFreeIndexAllocator_) return {};
   void const* const key = firstFreeIndexAllocator_->keyOfIndex(row);

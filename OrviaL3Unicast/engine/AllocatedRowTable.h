@@ -33,6 +33,11 @@ class AllocatedRowTable : public EntryTable<T> {
   using Entry = typename T::Entry;
   using EntryHandle = engine::EntryHandle<T>;
 
+  // The agent (re)started: empties the hardware table when RestartToggle.h says so, whether or not
+  // hardware is ready; otherwise does not touch it, and rows from before stay until new records
+  // come to them. Aborts with " non-empty swTable before syncing from hwTable" when the table holds
+  // a record; parked ones do not count.
+  void syncEntries() override;
   // Creates the allocator over numEntries() rows, reserves row 0, and creates the write-response
   // reactor when a hardware table is attached (whether or not it is ready). The reactor goes on
   // watching that hardware table when another is attached later.

@@ -82,6 +82,10 @@ class EntryTable : public HandleRegistry<T> {
   // Takes the record out, programs the deletion, announces and returns it; a default one and
   // nothing else when there was none.
   Entry entryDel(Key const& key);
+  // Takes every record out as entryDel does, in the order in which their keys came. Handles and
+  // parked records stay. A key that comes meanwhile keeps its record, and so does one that is
+  // written again after its turn.
+  void entryDelAll();
 
   // --- Handles.
 

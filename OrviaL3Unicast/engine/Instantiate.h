@@ -10,6 +10,7 @@
 #include "OrviaL3Unicast/engine/NeededHandles-inl.h"
 #include "OrviaL3Unicast/engine/PendingEntry-inl.h"
 #include "OrviaL3Unicast/engine/RawHandleRegistry-inl.h"
+#include "OrviaL3Unicast/engine/Restart-inl.h"
 #include "OrviaL3Unicast/engine/TableBase-inl.h"
 #include "OrviaL3Unicast/engine/UnresolvedEntry-inl.h"
 #include "OrviaL3Unicast/engine/WritePath-inl.h"

@@ -26,6 +26,11 @@ class KeyRowTable : public EntryTable<T> {
   using Entry = typename T::Entry;
   using EntryHandle = engine::EntryHandle<T>;
 
+  // The agent (re)started: has the utility put back the records that hardware holds, whether or not
+  // hardware is ready (see TableUtil.h). Aborts with " non-empty swTable before syncing from
+  // hwTable" when the table holds a record; parked ones do not count.
+  void syncEntries() override;
+
   // Parks the record, and programs it before the call returns if all of its needed handles are
   // programmed. The key's present handler is replaced, also when the identical record is already
   // there. Aborts with "expected a valid hwEntryIndex " when the key is empty or has no row, and

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "OrviaL3Unicast/engine/TableTraits.h"
+#include "OrviaL3Unicast/plumbing/UtilLoader.h"
 #include "Vek/PlatformModules.h"
 
 namespace OrviaL3Unicast::engine {
@@ -13,12 +14,22 @@ namespace OrviaL3Unicast::engine {
 template <class T>
 inline constexpr auto utilName = T::qualifiedName + "Util";
 
+// The loader of the table's utility, which is made by name.
+template <class T>
+constexpr Vek::VekTypeInfo utilLoaderType() {
+  return {T::numbers.utilLoader,
+          plumbing::utilLoaderName<T>.c_str(),
+          {&Loader::loaderModule, Loader::LoaderNumbers::singleton},
+          nullptr,
+          &plumbing::UtilLoader<T>::newEntityForDir};
+}
+
 // The table's classes, then whatever value types the unit adds.
 template <class T, class... Values>
 constexpr auto entryTableTypes(Values const&... values) {
   constexpr Vek::VekType notifiee{&Vek::vekModule, Vek::VekNumbers::notifieeConst};
   using Utils = OrviaAsicUtils::AsicUtilsNumbers;
-  return std::array<Vek::VekTypeInfo, 6 + sizeof...(Values)>{{
+  return std::array<Vek::VekTypeInfo, 7 + sizeof...(Values)>{{
       {T::numbers.table,
        T::qualifiedName.c_str(),
        {&OrviaAsicUtils::asicUtilsModule, Utils::swTable}},
@@ -34,6 +45,7 @@ constexpr auto entryTableTypes(Values const&... values) {
       {T::numbers.util,
        utilName<T>.c_str(),
        {&OrviaAsicUtils::asicUtilsModule, Utils::swTableUtil}},
+      utilLoaderType<T>(),
       values...,
   }};
 }

@@ -31,11 +31,12 @@ inline constexpr auto nestedName = concat(T::qualifiedName, plumbing::FixedStrin
 
 template <class T>
 concept TableTraits = requires(typename T::Key const& key, unsigned seed) {
-  typename T::Table;    // the concrete table class, may be incomplete
-  typename T::Entry;    // the record, or one member of a block
-  typename T::Util;     // the table's utility class
-  typename T::HwKey;    // how the utility is told the row
-  typename T::KeyHash;  // a function object of key and seed
+  typename T::Table;       // the concrete table class, may be incomplete
+  typename T::Entry;       // the record, or one member of a block
+  typename T::Util;        // the table's utility class
+  typename T::UtilLoader;  // what brings the utility's plug-in, may be incomplete
+  typename T::HwKey;       // how the utility is told the row
+  typename T::KeyHash;     // a function object of key and seed
   { typename T::KeyHash{}(key, seed) } -> std::same_as<std::uint32_t>;
   { T::qualifiedName.view() } -> std::same_as<std::string_view>;  // "OrviaL3Unicast::<table>"
   { T::keyText.view() } -> std::same_as<std::string_view>;        // the key type, in signatures

@@ -32,9 +32,13 @@ class TableUtil : public OrviaAsicUtils::SwTableUtil {
   virtual void hwTableEntryIs(HwTable const& hwTable, HwKey where, Entry const& entry) = 0;
   // Deletes one row. The record has left the table's collection by then.
   virtual void hwTableEntryDel(HwTable const& hwTable, HwKey where) = 0;
-  // Empties the table's rows.
+  // Empties the table's rows: a restart of a table that chooses its rows. The hardware need not be
+  // ready yet, and there may be no hardware table at all.
   virtual void hwTableEntryDelAll(HwTable const& hwTable) = 0;
-  // Refills the software table from what the hardware table holds.
+  // Refills the software table from what the hardware table holds: a restart of a table whose keys
+  // bring their rows. For each row it makes the key's handle (entryHandleIs), puts the record in
+  // (entryIs) and only then sets the handle's row and state, as storing the record resets the
+  // state. The platform has hwTableReady off meanwhile, so that storing writes nothing to hardware.
   virtual void syncEntries(HwTable const& hwTable,
                            Vek::Ptr<OrviaAsicUtils::SwTable> const& swTable) = 0;
 

@@ -7,4 +7,6 @@ Exception::~Exception() = default;
 RangeException::~RangeException() = default;
 ReinstantiationException::~ReinstantiationException() = default;
 
+NewEntityArgsException::~NewEntityArgsException() = default;
+
 }  // namespace Vek

@@ -28,4 +28,11 @@ class VEK_EXPORT ReinstantiationException : public Exception {
   ~ReinstantiationException() override;
 };
 
+// An entity was to be made by name with constructor arguments that its type does not take.
+class VEK_EXPORT NewEntityArgsException : public Exception {
+ public:
+  explicit NewEntityArgsException(std::string const& text) : Exception(text) {}
+  ~NewEntityArgsException() override;
+};
+
 }  // namespace Vek

@@ -66,3 +66,16 @@ constexpr Vek::VekTypeInfo asicUtilsTypes[] = {
 constinit Vek::VekModule const asicUtilsModule{"OrviaAsicUtils", asicUtilsTypes};
 
 }  // namespace OrviaAsicUtils
+
+namespace Loader {
+namespace {
+
+constexpr Vek::VekTypeInfo loaderTypes[] = {
+    {LoaderNumbers::singleton, "Loader::Singleton", {&Vek::vekModule, Vek::VekNumbers::entity}},
+};
+
+}  // namespace
+
+constinit Vek::VekModule const loaderModule{"Loader", loaderTypes};
+
+}  // namespace Loader

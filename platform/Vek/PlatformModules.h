@@ -41,3 +41,12 @@ struct AsicUtilsNumbers {
 };
 
 }  // namespace OrviaAsicUtils
+
+namespace Loader {
+
+VEK_EXPORT extern Vek::VekModule const loaderModule;
+struct LoaderNumbers {
+  static constexpr std::uint16_t singleton = 0;
+};
+
+}  // namespace Loader

@@ -14,7 +14,10 @@
 
 namespace Vek {
 
+class Entity;
 class String;
+template <class T>
+class Ptr;
 struct VekModule;
 struct VekTypeInfo;
 struct VekValueOps;
@@ -55,13 +58,18 @@ struct VekValueOps {
   String (*text)(void const* value);
 };
 
-// One row of a module: a type's number, its qualified class name, the type that it derives from
-// and, for a value type, its operations.
+// How an entity is made by somebody who knows its type and its name only. Types that take no
+// further arguments refuse any (throwNewEntityArgsException in Vek/Entity.h).
+using NewEntityForDir = Ptr<Entity> (*)(String const& name, void* args);
+
+// One row of a module: a type's number, its qualified class name, the type that it derives from,
+// for a value type its operations and, for an entity that is made by name, how to make one.
 struct VekTypeInfo {
   std::uint16_t number;
   char const* name;
   VekType base;
   VekValueOps const* value = nullptr;
+  NewEntityForDir newEntityForDir = nullptr;
 };
 
 struct VekModule {

@@ -56,6 +56,8 @@ class AWrongInclude(unittest.TestCase):
             ("platform/Vek/A.h", "OrviaL3Unicast/plumbing/Trace.h", "plumbing"),
             ("platform/Vek/A.h", "OrviaL3Unicast/Table.h", "units"),
             ("platform/Vek/A.h", "agent/Loop.h", "agent"),
+            ("platform/Loader/A.h", "OrviaL3Unicast/Table.h", "units"),
+            ("platform/Plugin/Impl/A.cpp", "plugins/soft-asic/Device.h", "plugins"),
             ("OrviaL3Unicast/plumbing/A.h", "OrviaL3Unicast/engine/TableBase.h", "engine"),
             ("OrviaL3Unicast/engine/A.h", "OrviaL3Unicast/Table.h", "units"),
             ("OrviaL3Unicast/A.cpp", "plugins/soft-asic/Device.h", "plugins"),
@@ -72,6 +74,7 @@ class AWrongInclude(unittest.TestCase):
         downward = [
             ("platform/Vek/A.h", "Vek/Ptr.h"),
             ("platform/Vek/A.h", "Ptr.h"),
+            ("platform/Plugin/Impl/A.cpp", "Vek/Ptr.h"),
             ("OrviaL3Unicast/plumbing/A.h", "Vek/Ptr.h"),
             ("OrviaL3Unicast/engine/A-inl.h", "OrviaL3Unicast/engine/TableBase-inl.h"),
             ("OrviaL3Unicast/A.cpp", "OrviaL3Unicast/engine/Instantiate.h"),
