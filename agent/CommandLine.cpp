@@ -383,6 +383,21 @@ Command parseCommandLine(int argc, char const* const* argv) {
   app.set_version_flag("--version", fmt::format("orvia-l3-agent {}", kVersion));
   app.require_subcommand(1);
 
+  // The program has acted on these two before anything else: it needs them to get here.
+  std::string library;
+  app.add_option(
+         "--library", library,
+         "Load the tables from this file [libOrviaL3Unicast.so in ../lib beside the program]")
+      ->type_name("FILE")
+      ->check(fileName());
+  std::string pluginRoot;
+  app.add_option(
+         "--plugin-root", pluginRoot,
+         "Look for the tables' plug-ins in this directory [$ORVIA_PLUGIN_ROOT, or else where "
+         "the library is]")
+      ->type_name("DIR")
+      ->check(fileName());
+
   ReplayOptions replayOptions;
   addReplay(app, replayOptions);
   RingOptions ringOptions;

@@ -28,10 +28,11 @@ class Hardware final : public EventLoop::Source {
  public:
   explicit Hardware(ReplayOptions const& options);
 
-  // Gives the table its hardware and its utility and brings it up: ready for commits afterwards.
+  // Gives the table its hardware and its utility, which `create` makes if given and else the soft
+  // ASIC itself, and brings it up: ready for commits afterwards.
   template <class Table>
-  void attach(Table& table) {
-    device_.attach(table);
+  void attach(Table& table, OrviaAsicUtils::UtilCreate create = nullptr) {
+    device_.attach(table, create);
     // A start like any other: first what the hardware may still hold, then what depends on it.
     table.syncEntries();
     table.doInitComplete();

@@ -15,10 +15,16 @@
 namespace OrviaL3Agent {
 namespace {
 
-Mapping::Tables makeTables() {
-  return {IngressNextHops::Table::IngL3NextHop1TableIs(),
-          EcmpNextHops::Table::EcmpIngL3NextHop1TableIs(),
-          Groups::MemberTable::L3EcmpMemberTableIs(), Groups::Table::L3EcmpGroupTableIs()};
+template <class Table>
+Vek::Ptr<Table> made(TableSource::Make make) {
+  Vek::Ptr<OrviaAsicUtils::SwTable> table;
+  make(table);
+  return static_cast<Table*>(table.get());
+}
+
+Mapping::Tables makeTables(TableSource const& source) {
+  return {made<IngressNextHops::Table>(source.ingress), made<EcmpNextHops::Table>(source.ecmp),
+          made<Groups::MemberTable>(source.members), made<Groups::Table>(source.groups)};
 }
 
 ForwardingCheck::Sizes sizesOf(ReplayOptions const& options) {
@@ -40,13 +46,13 @@ void requireWritable(char const* option, std::string const& path) {
 
 }  // namespace
 
-Replay::Replay(ReplayOptions const& options)
+Replay::Replay(ReplayOptions const& options, TableSource const& source)
     : options_(options),
       interfaces_(loop_, options.interfaceDelay),
       mtuProfiles_(loop_, options.mtuDelay),
       parts_(interfaces_, mtuProfiles_, options.mtus),
       hardware_(options),
-      mapping_(makeTables(), parts_, hardware_,
+      mapping_(makeTables(source), parts_, hardware_,
                std::make_shared<RowPool>(options.firstRow.value_or(options.firstIngressRow()),
                                          options.rows - 1),
                options.maxWidth, counts_),
@@ -59,10 +65,13 @@ Replay::Replay(ReplayOptions const& options)
     timeline_.emplace();
     hardware_.device().observerIs(&rowsInForce_);
   }
-  hardware_.attach(*mapping_.tables().ingress);
-  hardware_.attach(*mapping_.tables().ecmp);
-  hardware_.attach(*mapping_.tables().members);
-  hardware_.attach(*mapping_.tables().groups);
+  auto const attach = [&](auto const& table) {
+    hardware_.attach(*table, source.utilOf != nullptr ? source.utilOf(*table) : nullptr);
+  };
+  attach(mapping_.tables().ingress);
+  attach(mapping_.tables().ecmp);
+  attach(mapping_.tables().members);
+  attach(mapping_.tables().groups);
   // Input before hardware: what a turn's messages write is answered in the same turn.
   loop_.sourceIs(&input_);
   loop_.sourceIs(&hardware_);
@@ -162,11 +171,11 @@ Report Replay::report() const {
   return report;
 }
 
-int replayCommand(ReplayOptions const& options) {
+int replayCommand(ReplayOptions const& options, TableSource const& source) {
   requireWritable("--journal", options.journalFile);
   requireWritable("--plot", options.plotFile);
   Tracing const tracing(options);
-  Replay replay(options);
+  Replay replay(options, source);
   {
     Progress progress(progressStyle(options.progress));
     replay.run(progress);

@@ -31,6 +31,7 @@
 #include "agent/StreamCounts.h"
 #include "agent/StreamInput.h"
 #include "agent/StreamModel.h"
+#include "agent/TableSource.h"
 #include "agent/Timeline.h"
 #include "agent/Verify.h"
 #include "plugins/soft-asic/Journal.h"
@@ -39,7 +40,10 @@ namespace OrviaL3Agent {
 
 class Replay final : private StreamInput::Consumer {
  public:
-  explicit Replay(ReplayOptions const& options);
+  // The tables of the library that this program links, with the soft ASIC's own utilities.
+  explicit Replay(ReplayOptions const& options) : Replay(options, linkedTables()) {}
+  // Tables and utilities from there. Throws TableSourceError when one of them is not to be had.
+  Replay(ReplayOptions const& options, TableSource const& source);
   ~Replay() override;
   Replay(Replay const&) = delete;
   Replay& operator=(Replay const&) = delete;
@@ -95,7 +99,7 @@ class Replay final : private StreamInput::Consumer {
 
 // The command: replays, shows progress, prints tables, checks and summary. Returns the program's
 // exit code.
-[[nodiscard]] int replayCommand(ReplayOptions const& options);
+[[nodiscard]] int replayCommand(ReplayOptions const& options, TableSource const& source);
 
 // The command: compares two journals. Returns the program's exit code.
 [[nodiscard]] int compareCommand(CompareOptions const& options);

@@ -1,50 +1,96 @@
-// orvia-l3-agent: the stand-alone forwarding agent. Everything but this is in the agent's library.
-#include <fmt/format.h>
+// orvia-l3-agent: the stand-alone forwarding agent, the part of it that is linked.
+//
+// It loads the library, which brings the plug-ins of its tables with it, and then the agent's
+// module, which does the rest. Both lie in ../lib beside the program; --library names another
+// library, and --plugin-root says where plug-ins are looked for. These two options stand before the
+// command. They are read here, before anything is there that could complain about the arguments:
+// the module reads all arguments again and does.
+#include <dlfcn.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <exception>
+#include <filesystem>
+#include <string>
+#include <string_view>
 #include <system_error>
-#include <variant>
 
-#include "agent/CommandLine.h"
-#include "agent/Replay.h"
-#include "agent/Tracing.h"
+#include "Plugin/Root.h"
+#include "agent/AgentModule.h"
 
 namespace {
 
-using OrviaL3Agent::CompareOptions;
-using OrviaL3Agent::Leave;
-using OrviaL3Agent::ReplayOptions;
-using OrviaL3Agent::RingOptions;
+namespace fs = std::filesystem;
 
-struct Run {
-  int operator()(ReplayOptions const& options) const {
-    return OrviaL3Agent::replayCommand(options);
-  }
-  int operator()(RingOptions const& options) const { return OrviaL3Agent::printRing(options); }
-  int operator()(CompareOptions const& options) const {
-    return OrviaL3Agent::compareCommand(options);
-  }
-  int operator()(Leave const& leave) const {
-    fmt::print("{}", leave.output);
-    fmt::print(stderr, "{}", leave.error);
-    return leave.exitCode;
-  }
+constexpr char const* libraryName = "libOrviaL3Unicast.so";
+
+struct LoadOptions {
+  std::string library;
+  std::string pluginRoot;
 };
+
+LoadOptions loadOptionsOf(int argc, char const* const* argv) {
+  LoadOptions options;
+  for (int i = 1; i < argc; ++i) {
+    std::string_view const argument = argv[i];
+    if (!argument.starts_with('-')) break;
+    std::string_view const name = argument.substr(0, argument.find('='));
+    std::string* const value = name == "--library"       ? &options.library
+                               : name == "--plugin-root" ? &options.pluginRoot
+                                                         : nullptr;
+    if (value == nullptr) continue;
+    // "--library=" without a value takes the next argument, as the module understands it.
+    if (name.size() + 1 < argument.size()) {
+      *value = argument.substr(name.size() + 1);
+    } else if (i + 1 < argc) {
+      *value = argv[++i];
+    }
+  }
+  return options;
+}
+
+// Where the build and an install have what belongs to the program, or the bare name, which is
+// looked for wherever the system looks for shared objects.
+std::string besideProgram(char const* name) {
+  std::error_code error;
+  fs::path const program = fs::read_symlink("/proc/self/exe", error);
+  for (char const* directory : {"../lib", ORVIA_BIN_TO_LIB}) {
+    fs::path const file = (program.parent_path() / directory / name).lexically_normal();
+    if (fs::exists(file, error)) return file.string();
+  }
+  return name;
+}
+
+// Loads the file, or says why not.
+void* load(char const* what, std::string const& file, int flags) {
+  void* const handle = dlopen(file.c_str(), RTLD_NOW | flags);
+  if (handle == nullptr) {
+    std::fprintf(stderr, "orvia-l3-agent: cannot load %s: %s\n", what, dlerror());
+  }
+  return handle;
+}
+
+// A name without a folder would be looked for along the system's path.
+std::string fileOf(std::string const& name) {
+  return name.find('/') == std::string::npos ? "./" + name : name;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    int const result = std::visit(Run{}, OrviaL3Agent::parseCommandLine(argc, argv));
-    // What did not fit, or had nowhere to go, is lost: that is no success.
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return result;
-    throw std::system_error(errno, std::generic_category(), "standard output");
-  } catch (std::exception const& error) {
-    // A file that cannot be opened, read or made: the message names it.
-    std::fflush(stdout);
-    fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
-    return OrviaL3Agent::kExitStreamError;
+  LoadOptions const options = loadOptionsOf(argc, argv);
+  if (!options.pluginRoot.empty()) Plugin::pluginRootIs(options.pluginRoot);
+  // Global: the module is linked without the library and finds its symbols there.
+  void* const library = load(
+      "the library", options.library.empty() ? besideProgram(libraryName) : fileOf(options.library),
+      RTLD_GLOBAL);
+  if (library == nullptr) return 1;
+  void* const module =
+      load("the agent's module", besideProgram(OrviaL3Agent::kModuleFile), RTLD_LOCAL);
+  if (module == nullptr) return 1;
+  auto const run =
+      reinterpret_cast<decltype(&orviaAgentMain)>(dlsym(module, OrviaL3Agent::kModuleEntry));
+  if (run == nullptr) {
+    std::fprintf(stderr, "orvia-l3-agent: the agent's module: %s\n", dlerror());
+    return 1;
   }
+  return run(argc, argv, library);
 }

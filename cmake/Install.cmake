@@ -1,11 +1,15 @@
 # What `cmake --install` puts where: the two shared objects, their headers, a package file for
-# find_package(OrviaL3Unicast), and the agent.
+# find_package(OrviaL3Unicast), the agent, and the soft ASIC with its plug-ins, which the library
+# finds beside itself.
 
 set(ORVIA_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/OrviaL3Unicast")
 
-if(TARGET orvia-l3-agent)
-  install(TARGETS orvia-l3-agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-endif()
+install(TARGETS orvia-l3-agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(TARGETS orvia-agent orvia-soft-asic LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+foreach(table IN LISTS ORVIA_TABLES)
+  install(TARGETS soft-asic-${table} LIBRARY DESTINATION
+    "${CMAKE_INSTALL_LIBDIR}/OrviaFeaturePlugin/OrviaL3Unicast::${table}")
+endforeach()
 
 install(TARGETS OrviaPlatform OrviaL3Unicast EXPORT OrviaL3Unicast
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")

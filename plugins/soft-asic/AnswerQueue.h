@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "Vek/PtrInterface.h"
+#include "plugins/soft-asic/Export.h"
 
 namespace SoftAsic {
 
@@ -34,7 +35,7 @@ struct Timing {
   bool inAnyOrder = false;  // among the answers of its turn
 };
 
-class AnswerQueue final : public Vek::PtrInterface {
+class SOFT_ASIC_EXPORT AnswerQueue final : public Vek::PtrInterface {
  public:
   // Of the answers that do not say it themselves: at once, or in the next turn.
   enum class Delivery { atOnce, whenDrained };

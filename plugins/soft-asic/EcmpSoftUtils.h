@@ -14,6 +14,7 @@
 #include "OrviaL3Unicast/L3EcmpIngL3NextHop1Table.h"
 #include "OrviaL3Unicast/L3EcmpMemberTable.h"
 #include "plugins/soft-asic/EcmpHwTables.h"
+#include "plugins/soft-asic/Export.h"
 #include "plugins/soft-asic/NextHopHwTable.h"
 #include "plugins/soft-asic/SoftUtil.h"
 
@@ -64,8 +65,8 @@ using L3EcmpGroupWiring = AllocatedRowWiring<OrviaL3Unicast::L3EcmpGroupTraits, 
 using EcmpIngL3NextHop1SoftUtil = SoftUtil<EcmpIngL3NextHop1Wiring>;
 using L3EcmpMemberSoftUtil = SoftUtil<L3EcmpMemberWiring>;
 using L3EcmpGroupSoftUtil = SoftUtil<L3EcmpGroupWiring>;
-extern template class SoftUtil<EcmpIngL3NextHop1Wiring>;
-extern template class SoftUtil<L3EcmpMemberWiring>;
-extern template class SoftUtil<L3EcmpGroupWiring>;
+extern template class SOFT_ASIC_EXPORT SoftUtil<EcmpIngL3NextHop1Wiring>;
+extern template class SOFT_ASIC_EXPORT SoftUtil<L3EcmpMemberWiring>;
+extern template class SOFT_ASIC_EXPORT SoftUtil<L3EcmpGroupWiring>;
 
 }  // namespace SoftAsic

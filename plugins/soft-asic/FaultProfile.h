@@ -22,6 +22,7 @@
 
 #include "plugins/soft-asic/AnswerQueue.h"
 #include "plugins/soft-asic/Call.h"
+#include "plugins/soft-asic/Export.h"
 
 namespace SoftAsic {
 
@@ -56,18 +57,18 @@ struct FaultProfiles {
 };
 
 // A profile that says something that has no meaning: where, and what was expected there.
-class FaultProfileError : public std::runtime_error {
+class SOFT_ASIC_EXPORT FaultProfileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // Throws FaultProfileError; std::system_error when there is no such file or it cannot be read.
-[[nodiscard]] FaultProfiles faultProfilesOfFile(std::filesystem::path const& path);
+[[nodiscard]] SOFT_ASIC_EXPORT FaultProfiles faultProfilesOfFile(std::filesystem::path const& path);
 // Changes what "TABLE:KEY=VALUE[,KEY=VALUE...]" names and leaves the rest. Rows are separated by
 // '+'. Throws FaultProfileError, and has changed nothing then.
-void faultIs(FaultProfiles& profiles, std::string_view text);
+SOFT_ASIC_EXPORT void faultIs(FaultProfiles& profiles, std::string_view text);
 // One line, for people: "answers 3 turns later, in random order; refuses every 5th write".
-[[nodiscard]] std::string text(FaultProfile const& profile);
+[[nodiscard]] SOFT_ASIC_EXPORT std::string text(FaultProfile const& profile);
 
 // What becomes of one write.
 struct Course {
@@ -79,6 +80,7 @@ struct Course {
   Timing timing;
 };
 // Of the table's `write`-th write, counted from 1, to that row.
-[[nodiscard]] Course courseOf(FaultProfile const& profile, std::uint64_t write, Asic::Index row);
+[[nodiscard]] SOFT_ASIC_EXPORT Course courseOf(FaultProfile const& profile, std::uint64_t write,
+                                               Asic::Index row);
 
 }  // namespace SoftAsic

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
+#include "plugins/soft-asic/Export.h"
 #include "plugins/soft-asic/NextHopHwTable.h"
 #include "plugins/soft-asic/SoftUtil.h"
 
@@ -30,6 +31,6 @@ struct IngL3NextHop1Wiring {
 };
 
 using IngL3NextHop1SoftUtil = SoftUtil<IngL3NextHop1Wiring>;
-extern template class SoftUtil<IngL3NextHop1Wiring>;
+extern template class SOFT_ASIC_EXPORT SoftUtil<IngL3NextHop1Wiring>;
 
 }  // namespace SoftAsic

@@ -22,16 +22,17 @@
 #include <vector>
 
 #include "plugins/soft-asic/Call.h"
+#include "plugins/soft-asic/Export.h"
 
 namespace SoftAsic {
 
 // A file that is no journal: which line of it, and what was expected there.
-class JournalError : public std::runtime_error {
+class SOFT_ASIC_EXPORT JournalError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-class Journal final : public CallObserver {
+class SOFT_ASIC_EXPORT Journal final : public CallObserver {
  public:
   // What the lines say, and no more: not the handles, which were there for whoever watched.
   struct Entry {
@@ -65,7 +66,7 @@ class Journal final : public CallObserver {
 };
 
 // The line of a call, without its end.
-[[nodiscard]] std::string text(Journal::Entry const& call);
+[[nodiscard]] SOFT_ASIC_EXPORT std::string text(Journal::Entry const& call);
 
 // Two journals side by side.
 struct Comparison {
@@ -74,8 +75,9 @@ struct Comparison {
   std::string text;        // for people; ends with a line's end
 };
 // The names stand for the two in the text. At most `shownRows` rows that differ are shown.
-[[nodiscard]] Comparison compare(Journal const& a, Journal const& b,
-                                 std::string const& nameOfA = "A", std::string const& nameOfB = "B",
-                                 std::size_t shownRows = 10);
+[[nodiscard]] SOFT_ASIC_EXPORT Comparison compare(Journal const& a, Journal const& b,
+                                                  std::string const& nameOfA = "A",
+                                                  std::string const& nameOfB = "B",
+                                                  std::size_t shownRows = 10);
 
 }  // namespace SoftAsic

@@ -1,13 +1,24 @@
 #include "plugins/soft-asic/SoftDevice.h"
 
+#include <stdexcept>
+#include <string>
 #include <utility>
+
+#include "plugins/soft-asic/Attaching.h"
 
 namespace SoftAsic {
 namespace {
 
-template <class Util, class Table, class Window>
-void attachTo(Vek::Ptr<AnswerQueue> const& answers, Table& table, Vek::Ptr<Window> const& window) {
-  table.utilIs(new Util(table, answers));
+template <class Util, class Window>
+void attachTo(Vek::Ptr<AnswerQueue> const& answers, typename Util::Table& table,
+              Vek::Ptr<Window> const& window, OrviaAsicUtils::UtilCreate create) {
+  {
+    Attaching const attaching(answers);
+    auto const util = create != nullptr ? create(table) : makeUtil<Util>(table);
+    if (!util)
+      throw std::runtime_error(table.fwkType().name() + std::string(": no utility was made"));
+    table.utilIs(util);
+  }
   table.hwTableIs(window);
   table.numEntriesIs(window->rows());
   table.hwTableReadyIs(true);
@@ -68,20 +79,24 @@ Counts const& SoftDevice::counts(TableId table) const {
   return withWindow(table, [](auto& window) -> Counts const& { return window.counts(); });
 }
 
-void SoftDevice::attach(OrviaL3Unicast::IngL3NextHop1Table& table) const {
-  attachTo<IngL3NextHop1SoftUtil>(answers_, table, ingressNextHops_);
+void SoftDevice::attach(OrviaL3Unicast::IngL3NextHop1Table& table,
+                        OrviaAsicUtils::UtilCreate create) const {
+  attachTo<IngL3NextHop1SoftUtil>(answers_, table, ingressNextHops_, create);
 }
 
-void SoftDevice::attach(OrviaL3Unicast::EcmpIngL3NextHop1Table& table) const {
-  attachTo<EcmpIngL3NextHop1SoftUtil>(answers_, table, ecmpNextHops_);
+void SoftDevice::attach(OrviaL3Unicast::EcmpIngL3NextHop1Table& table,
+                        OrviaAsicUtils::UtilCreate create) const {
+  attachTo<EcmpIngL3NextHop1SoftUtil>(answers_, table, ecmpNextHops_, create);
 }
 
-void SoftDevice::attach(OrviaL3Unicast::L3EcmpMemberTable& table) const {
-  attachTo<L3EcmpMemberSoftUtil>(answers_, table, members_);
+void SoftDevice::attach(OrviaL3Unicast::L3EcmpMemberTable& table,
+                        OrviaAsicUtils::UtilCreate create) const {
+  attachTo<L3EcmpMemberSoftUtil>(answers_, table, members_, create);
 }
 
-void SoftDevice::attach(OrviaL3Unicast::L3EcmpGroupTable& table) const {
-  attachTo<L3EcmpGroupSoftUtil>(answers_, table, groups_);
+void SoftDevice::attach(OrviaL3Unicast::L3EcmpGroupTable& table,
+                        OrviaAsicUtils::UtilCreate create) const {
+  attachTo<L3EcmpGroupSoftUtil>(answers_, table, groups_, create);
 }
 
 }  // namespace SoftAsic

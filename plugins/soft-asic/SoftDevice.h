@@ -21,8 +21,10 @@
 
 #include <cstdint>
 
+#include "OrviaAsicUtils/UtilFactory.h"
 #include "plugins/soft-asic/CallWatch.h"
 #include "plugins/soft-asic/EcmpSoftUtils.h"
+#include "plugins/soft-asic/Export.h"
 #include "plugins/soft-asic/FaultProfile.h"
 #include "plugins/soft-asic/IngL3NextHop1SoftUtil.h"
 
@@ -36,7 +38,7 @@ struct DeviceSizes {
   std::uint32_t groups = 16384;
 };
 
-class SoftDevice {
+class SOFT_ASIC_EXPORT SoftDevice {
  public:
   // Throws std::out_of_range when the ECMP view is to have more next-hop rows than there are.
   SoftDevice(DeviceSizes const& sizes, AnswerQueue::Delivery delivery);
@@ -64,10 +66,17 @@ class SoftDevice {
   [[nodiscard]] Counts const& counts(TableId table) const;
 
   // Gives the table its utility, its hardware table and the number of its rows, and says ready.
-  void attach(OrviaL3Unicast::IngL3NextHop1Table& table) const;
-  void attach(OrviaL3Unicast::EcmpIngL3NextHop1Table& table) const;
-  void attach(OrviaL3Unicast::L3EcmpMemberTable& table) const;
-  void attach(OrviaL3Unicast::L3EcmpGroupTable& table) const;
+  // The utility is what `create` makes, such as a plug-in's factory; without it, the device's own.
+  // What `create` throws passes out, and nothing has happened then; so does std::runtime_error when
+  // it makes none.
+  void attach(OrviaL3Unicast::IngL3NextHop1Table& table,
+              OrviaAsicUtils::UtilCreate create = nullptr) const;
+  void attach(OrviaL3Unicast::EcmpIngL3NextHop1Table& table,
+              OrviaAsicUtils::UtilCreate create = nullptr) const;
+  void attach(OrviaL3Unicast::L3EcmpMemberTable& table,
+              OrviaAsicUtils::UtilCreate create = nullptr) const;
+  void attach(OrviaL3Unicast::L3EcmpGroupTable& table,
+              OrviaAsicUtils::UtilCreate create = nullptr) const;
 
  private:
   // Calls function(window) with the table's window, whatever its type.

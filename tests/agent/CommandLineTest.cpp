@@ -298,6 +298,13 @@ TEST(CommandLine, ShowsEveryOptionInTheHelp) {
   }
 }
 
+TEST(CommandLine, ShowsWhatStandsBeforeACommandInTheHelp) {
+  std::string const help = std::get<Leave>(parsed({"--help"})).output;
+  for (char const* option : {"--library FILE", "--plugin-root DIR"}) {
+    EXPECT_NE(help.find(std::string("\n  ") + option), std::string::npos) << option << "\n" << help;
+  }
+}
+
 TEST(CommandLine, ShowsItsVersion) {
   Leave const leave = std::get<Leave>(parsed({"--version"}));
   EXPECT_EQ(leave.exitCode, kExitOk);
