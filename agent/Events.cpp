@@ -56,7 +56,7 @@ InterfaceEvent interfaceEvent(Words& words) {
   if (!interface || *interface == 0) words.expected("the number of an interface");
   event.interface = *interface;
   event.up = words.take("up");
-  if (!event.up && !words.take("down")) words.expected("\"down\" or \"up\"");
+  if (!event.up && !words.take("down")) words.expected(R"("down" or "up")");
   return event;
 }
 
@@ -78,7 +78,7 @@ Event eventOf(std::string const& text) {
     if (!words.take("off")) words.expected("\"off\"");
     event.what = FaultsOff{};
   } else {
-    words.expected("\"interface\", \"retry\" or \"faults\"");
+    words.expected(R"("interface", "retry" or "faults")");
   }
   if (!words.word().empty()) words.expected("the end");
   return event;

@@ -18,8 +18,6 @@
 #include <utility>
 #include <vector>
 
-extern char** environ;
-
 namespace OrviaL3Agent {
 namespace {
 
@@ -117,6 +115,7 @@ std::vector<std::string> plainEnvironment() {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;

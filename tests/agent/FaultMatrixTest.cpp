@@ -125,12 +125,6 @@ void PrintTo(Case const& tested, std::ostream* out) {
   *out << tested.stream << " with " << tested.profile.name;
 }
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kIsSlow = true;
-#else
-constexpr bool kIsSlow = false;
-#endif
-
 std::vector<Case> cases() {
   std::vector<Case> all;
   for (char const* stream : kStreams) {
@@ -274,6 +268,7 @@ TEST_P(FaultlessMatrix, LeadsNowhereWrongAndEndsAsAskedHoweverTheTurnsFall) {
   RowCounts const rows = faultless(GetParam()).rows;
   for (std::uint32_t const slice : {1U, 16U, 100000U}) {
     for (std::uint32_t const delay : {0U, 2U, 7U}) {
+      if (kIsSlow && sizeOf(GetParam()) != Size::any && (slice != 16 || delay != 2)) continue;
       SCOPED_TRACE("slice " + std::to_string(slice) + ", delay " + std::to_string(delay));
       options.slice = slice;
       options.interfaceDelay = delay;

@@ -126,7 +126,7 @@ class RandomStreams : public ReplayFixture, public ::testing::WithParamInterface
     return stream;
   }
 
-  static constexpr std::uint32_t kSeeds = 40;
+  static constexpr std::uint32_t kSeeds = kIsSlow ? 12 : 40;
 
   // One stream under the circumstances, mended at its end.
   void setUpSeed(std::uint32_t seed) {

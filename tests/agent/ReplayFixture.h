@@ -31,6 +31,14 @@
 
 namespace OrviaL3Agent::Testing {
 
+// Whether everything takes ten times as long: tests that repeat one thing with many inputs take
+// fewer of them then. The build without sanitizers takes them all.
+#ifdef __SANITIZE_ADDRESS__
+inline constexpr bool kIsSlow = true;
+#else
+inline constexpr bool kIsSlow = false;
+#endif
+
 // A file with the given content that goes with its object.
 class TemporaryFile {
  public:
