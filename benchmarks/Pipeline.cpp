@@ -29,6 +29,12 @@ Vek::Ptr<DoNothingUtil<Traits>> detach(typename Traits::Table& table, std::uint3
   return util;
 }
 
+// The device starts empty: there is nothing to sync.
+void serve(OrviaAsicUtils::SwTable& table) {
+  table.hwTableReadyIs(true);
+  table.doInitComplete();
+}
+
 }  // namespace
 
 Pipeline::Pipeline(Hardware hardware, Sizes const& sizes)
@@ -43,9 +49,10 @@ Pipeline::Pipeline(Hardware hardware, Sizes const& sizes)
     noMembers_ = detach<L3EcmpMemberTraits>(*members_, sizes.members);
     noGroups_ = detach<L3EcmpGroupTraits>(*groups_, sizes.groups);
   }
-  nextHops_->doInitComplete();
-  members_->doInitComplete();
-  groups_->doInitComplete();
+  serve(*ingress_);
+  serve(*nextHops_);
+  serve(*members_);
+  serve(*groups_);
   for (std::uint32_t i = 0; i < 64; ++i) {
     interfaces_.push_back(programmedEntry(i));
     mtuProfiles_.push_back(programmedEntry(i));

@@ -10,17 +10,22 @@ constinit Attaching const* innermost = nullptr;
 
 }  // namespace
 
-Attaching::Attaching(Vek::Ptr<AnswerQueue> const& answers) : answers_(answers), outer_(innermost) {
+Attaching::Attaching(Vek::Ptr<AnswerQueue> const& answers, Vek::Ptr<RowOwners> const& owners)
+    : answers_(answers), owners_(owners), outer_(innermost) {
   innermost = this;
 }
 
 Attaching::~Attaching() { innermost = outer_; }
 
-Vek::Ptr<AnswerQueue> Attaching::answers() {
+Vek::Ptr<AnswerQueue> Attaching::answers() { return inForce().answers_; }
+
+Vek::Ptr<RowOwners> Attaching::owners() { return inForce().owners_; }
+
+Attaching const& Attaching::inForce() {
   if (innermost == nullptr) {
     throw std::logic_error("a utility of the simulated ASIC is made while its device is attached");
   }
-  return innermost->answers_;
+  return *innermost;
 }
 
 }  // namespace SoftAsic

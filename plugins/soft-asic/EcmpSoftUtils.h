@@ -2,7 +2,7 @@
 //
 //   table->utilIs(new SoftAsic::L3EcmpGroupSoftUtil(*table, answers));
 //   table->hwTableIs(hardware); table->numEntriesIs(hardware->rows());
-//   table->hwTableReadyIs(true); table->doInitComplete();
+//   table->doInitComplete(); table->hwTableReadyIs(true);
 //
 // Answers for next hops and groups are the hardware table's write responses, which the table
 // carries to the handle that has the row by then. The member table publishes a block without
@@ -38,6 +38,8 @@ struct AllocatedRowWiring {
                       Asic::HwTable::EntryState state) {
     hardware.writeResponseIs(row, state);
   }
+  // Never asked for: no record could be told from a row that the table chose.
+  static void refill(typename Traits::Table&, Window&, RowOwnerOf const&) {}
 };
 
 struct L3EcmpMemberWiring {
@@ -56,6 +58,7 @@ struct L3EcmpMemberWiring {
                       Asic::HwTable::EntryState) {
     hardware.countUnclaimed();
   }
+  static void refill(Traits::Table&, Window&, RowOwnerOf const&) {}
 };
 
 using EcmpIngL3NextHop1Wiring =

@@ -42,6 +42,7 @@ struct Counts {
   std::uint64_t lostWrites = 0;   // neither effect nor answer
   std::uint64_t lostAnswers = 0;  // to writes that arrived
   std::uint64_t late = 0;         // writes whose answers were put off
+  std::uint64_t unowned = 0;      // rows from before that nobody owned when the table was refilled
 };
 
 template <class ContentsOfRow>
@@ -85,6 +86,11 @@ class HwWindow final : public Asic::HwTable {
   [[nodiscard]] std::uint64_t rowsAnswered(Answer answer) const {
     return static_cast<std::uint64_t>(std::count_if(
         begin(), begin() + rows_, [answer](Row const& row) { return row.answer == answer; }));
+  }
+  // The rows that hold what they held before this process.
+  [[nodiscard]] std::uint64_t rowsFromBefore() const {
+    return static_cast<std::uint64_t>(
+        std::count_if(begin(), begin() + rows_, [](Row const& row) { return row.fromBefore; }));
   }
   // As the device's. Throws std::out_of_range outside the window.
   void rowRefusesIs(Asic::Index row, bool refuses) { device_->rowRefusesIs(checked(row), refuses); }
@@ -149,9 +155,10 @@ class HwWindow final : public Asic::HwTable {
   }
   void eraseAll() {
     ++counts_.deleteAlls;
-    std::for_each(begin(), begin() + rows_, [](Row& row) { empty(row); });
+    std::for_each(begin(), begin() + rows_, [this](Row& row) { empty(row); });
   }
   void countUnclaimed() { ++counts_.unclaimed; }
+  void countUnowned() { ++counts_.unowned; }
   // Tells whoever watches of a call that took effect; fill(call) adds what it asked for, and is not
   // called when nobody watches.
   template <class Fill>
@@ -184,7 +191,7 @@ class HwWindow final : public Asic::HwTable {
     if (row == nullptr) return receipt;
     bool const isRefused = course.isRefused || row->refuses;
     row->fate = course.isLost ? Fate::lost : isRefused ? Fate::refused : Fate::taken;
-    if (row->fate == Fate::taken) row->contents = contents;
+    if (row->fate == Fate::taken) device_->contentsIs(*row, contents);
     // A lost write is awaited like any other, and overtakes those before it: whoever sent it must
     // not take an older one's answer for its own.
     row->answer = Answer::awaited;
@@ -198,8 +205,8 @@ class HwWindow final : public Asic::HwTable {
     ++counts_.noSuchRow;
     return nullptr;
   }
-  static void empty(Row& row) {
-    row.contents.reset();
+  void empty(Row& row) {
+    device_->contentsDel(row);
     row.answer = Answer::none;
     row.fate = Fate::taken;
     ++row.stamp;

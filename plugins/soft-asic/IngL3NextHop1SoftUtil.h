@@ -7,7 +7,8 @@
 //   ... answers->drain();   // in the agent's loop
 //
 // An answer sets the row, then the state, on the handle that the table holds for the key by then;
-// one that finds no handle is counted. The rest is SoftUtil.h's.
+// one that finds no handle is counted. syncEntries puts the rows from before back into the table,
+// each under the key of its owner (RowOwner.h). The rest is SoftUtil.h's.
 #pragma once
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
@@ -28,6 +29,8 @@ struct IngL3NextHop1Wiring {
   }
   static void deliver(Traits::Table* table, Window& hardware, Traits::Key const& key,
                       Asic::Index row, Asic::HwTable::EntryState state);
+  // Row by row, in ascending order. A row without owner stays as it is and is counted.
+  static void refill(Traits::Table& table, Window& hardware, RowOwnerOf const& ownerOf);
 };
 
 using IngL3NextHop1SoftUtil = SoftUtil<IngL3NextHop1Wiring>;

@@ -13,7 +13,8 @@
 // - row(where): the row that a write names, where being the traits' HwKey by value;
 // - boundRow(table, key): the row that the key has now, or the invalid index;
 // - deliver(table, window, where, row, state): hands an answer on; there is no table once it is
-// gone.
+// gone;
+// - refill(table, window, ownerOf): puts back what the window holds from before.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +25,7 @@
 #include "OrviaL3Unicast/engine/TableUtil.h"
 #include "plugins/soft-asic/AnswerQueue.h"
 #include "plugins/soft-asic/RecordHandles.h"
+#include "plugins/soft-asic/RowOwner.h"
 
 namespace SoftAsic {
 
@@ -38,8 +40,10 @@ class SoftUtil final : public Wiring::Traits::Util {
   using Where = std::remove_cvref_t<HwKey>;
   using Window = typename Wiring::Window;
 
-  SoftUtil(Table& table, Vek::Ptr<AnswerQueue> const& answers)
-      : Traits::Util(Wiring::name()), table_(table.link()), answers_(answers) {}
+  // Without `owners`, nobody owns what the hardware holds from before.
+  SoftUtil(Table& table, Vek::Ptr<AnswerQueue> const& answers,
+           Vek::Ptr<RowOwners> const& owners = nullptr)
+      : Traits::Util(Wiring::name()), table_(table.link()), answers_(answers), owners_(owners) {}
 
   // The first row of the attached window; 0 before one is attached.
   [[nodiscard]] std::uint32_t minIndex() const override {
@@ -96,9 +100,16 @@ class SoftUtil final : public Wiring::Traits::Util {
     hardware.eraseAll();
     hardware.tell(Call::Kind::removeAll, hardware.firstRow(), Fate::taken, [](Call&) {});
   }
-  // Finds nothing to refill from: this hardware lives and dies with the agent's process.
-  void syncEntries(Vek::Ptr<Asic::HwTable> const&,
-                   Vek::Ptr<OrviaAsicUtils::SwTable> const&) override {}
+  // Refills nothing while nobody says who owns rows.
+  void syncEntries(Vek::Ptr<Asic::HwTable> const& hwTable,
+                   Vek::Ptr<OrviaAsicUtils::SwTable> const& swTable) override {
+    if (!hwTable || !owners_ || !owners_->rowOwner()) return;
+    // A copy: whoever is asked may name another.
+    RowOwnerOf const ownerOf = owners_->rowOwner();
+    // The table may be taken from its hardware meanwhile, and that from whoever else keeps it.
+    Vek::Ptr<Asic::HwTable> const alive = hwTable;
+    Wiring::refill(static_cast<Table&>(*swTable), window(alive), ownerOf);
+  }
 
  private:
   using Link = OrviaL3Unicast::engine::TableLink<Traits>;
@@ -132,6 +143,7 @@ class SoftUtil final : public Wiring::Traits::Util {
 
   Vek::Ptr<Link> table_;
   Vek::Ptr<AnswerQueue> answers_;
+  Vek::Ptr<RowOwners> owners_;
 };
 
 }  // namespace SoftAsic

@@ -15,6 +15,7 @@ NAMESPACES = {
     "libOrviaL3Unicast.so": ["OrviaL3Unicast"],
     "libOrviaPlatform.so": ["Vek", "Asic", "OrviaAsicUtils", "Fendrel", "Brastel", "Loader",
                             "Plugin", "Mosk"],
+    "libOrviaSoftAsic.so": ["SoftAsic"],
 }
 
 # nm's letters: T text, B D R S data; V and W are the weak ones. A unique object ("u") is what g++
