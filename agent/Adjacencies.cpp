@@ -2,14 +2,15 @@
 
 namespace OrviaL3Agent {
 
-Adjacencies::Adjacencies(std::uint16_t lastNumber)
-    : state_(std::make_shared<State>(State{RowPool(1, lastNumber), {}, {}})) {}
+Adjacencies::Adjacencies(std::uint16_t lastNumber, OwnerPage page)
+    : state_(std::make_shared<State>(
+          State{Numbering<Identity>(1, lastNumber, std::move(page)), {}, {}})) {}
 
 Adjacencies::Use Adjacencies::use(Identity const& neighbour) {
   if (auto const found = state_->live.find(neighbour); found != state_->live.end()) {
     return found->second.lock();
   }
-  std::optional<std::uint32_t> const taken = state_->numbers.take();
+  std::optional<std::uint32_t> const taken = state_->numbers.take(neighbour);
   if (!taken) return nullptr;
   auto const number = static_cast<std::uint16_t>(*taken);
   auto const end = [state = state_, neighbour](std::uint16_t const* ended) {

@@ -17,9 +17,10 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "agent/Identity.h"
-#include "agent/RowPool.h"
+#include "agent/Numbering.h"
 
 namespace OrviaL3Agent {
 
@@ -30,10 +31,21 @@ class Adjacencies {
   // The field is 16 bits wide.
   static constexpr std::uint16_t kLastNumber = 0xFFFF;
 
-  explicit Adjacencies(std::uint16_t lastNumber = kLastNumber);
+  // `page`: where numbers are kept over a restart.
+  explicit Adjacencies(std::uint16_t lastNumber = kLastNumber, OwnerPage page = {});
 
   // Empty when every number is taken.
   [[nodiscard]] Use use(Identity const& neighbour);
+
+  // Whose number it was before a restart, while nobody has used it since.
+  [[nodiscard]] std::optional<Identity> remembered(std::uint16_t number) const {
+    return state_->numbers.remembered(number);
+  }
+  // Numbers of before that nobody uses are free now, but for those that keep(number) wants kept on.
+  template <class Keep>
+  void forget(Keep&& keep) {
+    state_->numbers.forget(std::forward<Keep>(keep));
+  }
 
   // Whose number it is, or nothing.
   [[nodiscard]] std::optional<Identity> neighbour(std::uint16_t number) const;
@@ -41,7 +53,7 @@ class Adjacencies {
 
  private:
   struct State {
-    RowPool numbers;
+    Numbering<Identity> numbers;
     std::map<Identity, std::weak_ptr<std::uint16_t const>> live;
     std::map<std::uint16_t, Identity> neighbours;
   };

@@ -230,7 +230,9 @@ void addFaults(CLI::App& replay, ReplayOptions& options) {
 void requireDifferentFiles(ReplayOptions const& options) {
   std::map<std::filesystem::path, std::string> taken{
       {std::filesystem::weakly_canonical(options.file), "the stream"}};
-  std::pair<char const*, std::string> const outputs[] = {{"--ring", options.ringFile},
+  std::pair<char const*, std::string> const outputs[] = {{"--hardware-file", options.hardwareFile},
+                                                         {"--hardware-file", options.ownersFile()},
+                                                         {"--ring", options.ringFile},
                                                          {"--journal", options.journalFile},
                                                          {"--plot", options.plotFile}};
   for (auto const& [option, file] : outputs) {
@@ -238,6 +240,27 @@ void requireDifferentFiles(ReplayOptions const& options) {
     auto const [at, isNew] = taken.emplace(std::filesystem::weakly_canonical(file), option);
     if (!isNew) throw CLI::ValidationError(option, file + " is the file of " + at->second);
   }
+}
+
+void addRestart(CLI::App& replay, ReplayOptions& options) {
+  replay
+      .add_option("--hardware-file", options.hardwareFile,
+                  "Keep the hardware in this file, where it outlives the agent; beside it, in "
+                  "FILE.owners, what the agent has to know again")
+      ->type_name("FILE")
+      ->check(fileName());
+  replay
+      .add_option("--hold", options.hold,
+                  "Turns from the end of the stream until next hops from before the restart that "
+                  "no route uses are removed")
+      ->type_name("TURNS")
+      ->capture_default_str()
+      ->check(range(1, kMaxRows));
+  replay
+      .add_option("--toggles", options.toggleDirectory,
+                  "Directory of toggle files [none: every toggle has its default]")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory.description(""));
 }
 
 void addReplay(CLI::App& app, ReplayOptions& options) {
@@ -344,6 +367,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 
   addChecks(*replay, options);
   addFaults(*replay, options);
+  addRestart(*replay, options);
 
   // What is right one by one and wrong together.
   replay->callback([&options] {

@@ -50,12 +50,21 @@ struct ReplayOptions {
   std::string journalFile;  // empty: no journal
   std::string plotFile;     // empty: no plot
 
+  std::string hardwareFile;     // empty: the hardware ends with the process
+  std::string toggleDirectory;  // empty: every toggle has its default
+  // Loop turns from the end of the stream until rows of before that no route uses are removed.
+  std::uint32_t hold = 16;
+
   std::uint32_t rows = 32768;             // of the next-hop table
   std::optional<std::uint32_t> ecmpRows;  // of these, for groups; nothing: half
   std::optional<std::uint32_t> firstRow;  // for next hops of routes; nothing: the first above those
   std::uint32_t memberRows = 65536;
   std::uint32_t groupRows = 16384;
   std::uint32_t maxWidth = 512;  // rows of a group's block
+  // Where the agent notes beside the hardware's file which number stands for what.
+  [[nodiscard]] std::string ownersFile() const {
+    return hardwareFile.empty() ? std::string() : hardwareFile + ".owners";
+  }
   [[nodiscard]] std::uint32_t firstIngressRow() const { return ecmpRows.value_or(rows / 2); }
   // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing
   // means never.

@@ -21,7 +21,7 @@ Hardware::Hardware(ReplayOptions const& options)
                .ecmpNextHops = options.firstIngressRow(),
                .members = options.memberRows,
                .groups = options.groupRows},
-              profilesOf(options)) {
+              profilesOf(options), options.hardwareFile) {
   for (std::uint32_t const row : options.refusedRows) device_.nextHops().rowRefusesIs(row, true);
 }
 

@@ -1,8 +1,10 @@
 // The agent's view of the switch hardware: the soft ASIC behind the four tables.
 //
 //   Hardware hardware(options);
-//   hardware.attach(*table);      // each of the four
-//   loop.sourceIs(&hardware);     // delivers the answers that wait, once per turn
+//   hardware.attach(*table, create);   // each of the four
+//   hardware.sync(*table);             // then each of them, what points before what it points at
+//   hardware.start(*table);            // then each of them
+//   loop.sourceIs(&hardware);          // delivers the answers that wait, once per turn
 //
 // Everything that a summary says about programmed rows comes from here and not from response
 // handlers: the ingress table shows its key's state on an entry's handle, so a handler may hear
@@ -29,13 +31,23 @@ class Hardware final : public EventLoop::Source {
   explicit Hardware(ReplayOptions const& options);
 
   // Gives the table its hardware and its utility, which `create` makes if given and else the soft
-  // ASIC itself, and brings it up: ready for commits afterwards.
+  // ASIC itself. Throws what the utility's making throws, and nothing has happened then.
   template <class Table>
   void attach(Table& table, OrviaAsicUtils::UtilCreate create = nullptr) {
     device_.attach(table, create);
-    // A start like any other: first what the hardware may still hold, then what depends on it.
+  }
+  // The table meets what the hardware holds from before: it takes it back or clears it. Not ready
+  // yet, so that what it takes back is not written. Tables whose rows point at others' come first:
+  // cleared so, no row leads to one that is gone.
+  template <class Table>
+  void sync(Table& table) {
     table.syncEntries();
+  }
+  // Ready for commits afterwards.
+  template <class Table>
+  void start(Table& table) {
     table.doInitComplete();
+    table.hwTableReadyIs(true);
   }
 
   void runSlice() override;

@@ -7,7 +7,7 @@
 namespace OrviaL3Agent {
 
 IngressNextHops::IngressNextHops(Vek::Ptr<Table> table, NextHopParts& parts,
-                                 Hardware const& hardware, std::shared_ptr<RowPool> rows)
+                                 Hardware const& hardware, std::shared_ptr<RowKey::Rows> rows)
     : table_(std::move(table)),
       parts_(parts),
       hardware_(hardware),
@@ -17,7 +17,21 @@ IngressNextHops::IngressNextHops(Vek::Ptr<Table> table, NextHopParts& parts,
 IngressNextHops::~IngressNextHops() { end(); }
 
 IngressNextHops::Use IngressNextHops::use(Identity const& identity) {
+  if (auto const held = held_.find(identity); held != held_.end()) {
+    Use use = std::move(held->second);
+    held_.erase(held);
+    ++heldCounts_.claimed;
+    // Asked for as it was, it is there already and nothing is written.
+    place(*live_.at(identity));
+    return use;
+  }
   if (auto const found = uses_.find(identity); found != uses_.end()) return found->second.lock();
+  Use use = make(identity);
+  place(*live_.at(identity));
+  return use;
+}
+
+IngressNextHops::Use IngressNextHops::make(Identity const& identity) {
   auto made = std::make_unique<Hop>();
   made->identity = identity;
   Hop& hop = *made;
@@ -30,14 +44,60 @@ IngressNextHops::Use IngressNextHops::use(Identity const& identity) {
   uses_.emplace(identity, use);
   ++counts_.made;
   counts_.peak = std::max(counts_.peak, live_.size());
-  place(hop);
   return use;
+}
+
+std::optional<SoftAsic::RowOwner> IngressNextHops::restored(
+    Asic::Index row, SoftAsic::NextHopContents const& contents) {
+  std::optional<Identity> const identity = rows_->remembered(row.value());
+  std::optional<NextHopParts::Parts> parts;
+  if (identity) parts = parts_.restored(*identity, contents);
+  if (parts) {
+    Use use = make(*identity);
+    Hop& hop = *live_.at(*identity);
+    hop.parts = std::move(*parts);
+    hop.key = RowKey::rowKeyIs(rows_, *identity);
+    ++heldCounts_.found;
+    SoftAsic::RowOwner owner{hop.key, hop.parts.record<Table::Entry>(*identity)};
+    held_.emplace(*identity, std::move(use));
+    return owner;
+  }
+  Vek::Ptr<RowKey> const key = RowKey::strangerKeyIs(rows_, row.value());
+  if (!key) return std::nullopt;
+  ++heldCounts_.found;
+  ++heldCounts_.strangers;
+  strangers_.push_back(key);
+  // What its pointers mean is not known: the record says the rest.
+  OrviaL3Unicast::NextHopFields const& fields = contents.fields;
+  return SoftAsic::RowOwner{
+      key,
+      Table::Entry(fields.destination, fields.dvp, fields.dvpL3Oif1, fields.dvpMtuProfilePtr,
+                   fields.forwardingType, fields.l2McL3McL2OifSysDstValid, 0, {}, fields.l3OifType,
+                   0, {}, fields.strengthProfileIdx, fields.systemOpcode, fields.viewType)};
+}
+
+void IngressNextHops::release() {
+  // The last use of each is the one that is held.
+  heldCounts_.released += held();
+  held_.clear();
+  for (Vek::Ptr<RowKey> const& key : std::exchange(strangers_, {})) {
+    table_->entryRemove(key);
+    key->rowDel();
+    ++counts_.ended;
+  }
+  rows_->forget([](std::uint32_t) { return false; });
+}
+
+std::vector<Identity> IngressNextHops::heldIdentities() const {
+  std::vector<Identity> identities;
+  for (auto const& [identity, use] : held_) identities.push_back(identity);
+  return identities;
 }
 
 void IngressNextHops::place(Hop& hop) {
   NextHopParts::Result result = parts_.use(hop.identity);
   if (result.obstacle == Obstacle::none && !hop.key) {
-    hop.key = RowKey::rowKeyIs(rows_);
+    hop.key = RowKey::rowKeyIs(rows_, hop.identity);
     if (!hop.key) result.obstacle = Obstacle::row;
   }
   hop.obstacle = result.obstacle;

@@ -11,6 +11,10 @@
 // What cannot be placed (no free row, say) is a next hop all the same, with the obstacle; it is
 // tried again, as is what the hardware refused, by retry().
 //
+// After a restart the hardware still leads packets over the rows of before. Their next hops come
+// back as they were, by restored(), and are held until somebody uses them, which costs no hardware
+// call when they are asked for as they are, or until release() at the end of the hold time.
+//
 // Threading: the loop's thread. Ownership: uses are counted; those that outlive this object, or its
 // end() below, let go of what they have and leave the tables alone.
 #pragma once
@@ -19,7 +23,9 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
+#include <vector>
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "agent/Hardware.h"
@@ -27,6 +33,7 @@
 #include "agent/NextHopState.h"
 #include "agent/OperationTime.h"
 #include "agent/RowKey.h"
+#include "plugins/soft-asic/RowOwner.h"
 
 namespace OrviaL3Agent {
 
@@ -44,12 +51,30 @@ class IngressNextHops {
   using Use = std::shared_ptr<Hop const>;
 
   IngressNextHops(Vek::Ptr<Table> table, NextHopParts& parts, Hardware const& hardware,
-                  std::shared_ptr<RowPool> rows);
+                  std::shared_ptr<RowKey::Rows> rows);
   ~IngressNextHops();
   IngressNextHops(IngressNextHops const&) = delete;
   IngressNextHops& operator=(IngressNextHops const&) = delete;
 
   [[nodiscard]] Use use(Identity const& identity);
+
+  // While the table refills itself: the next hop of a row that the hardware holds from before. One
+  // that nothing is known about is held as well, as a stranger: its row may be forwarding. Nothing
+  // when the row is outside the range of keys.
+  [[nodiscard]] std::optional<SoftAsic::RowOwner> restored(
+      Asic::Index row, SoftAsic::NextHopContents const& contents);
+  // The hold time is over: what nobody has used goes, strangers included, and with it the rows.
+  void release();
+  struct Held {
+    std::size_t found = 0;      // rows from before, strangers included
+    std::size_t strangers = 0;  // of these, with no known owner
+    std::size_t claimed = 0;    // that somebody used
+    std::size_t released = 0;   // that nobody did
+  };
+  [[nodiscard]] Held const& heldCounts() const { return heldCounts_; }
+  // Still waiting to be claimed.
+  [[nodiscard]] std::size_t held() const { return held_.size() + strangers_.size(); }
+  [[nodiscard]] std::vector<Identity> heldIdentities() const;
 
   // Tries once more, now: what met an obstacle is placed, what was refused is written again, and
   // with `unanswered` also what the hardware has not answered.
@@ -83,16 +108,20 @@ class IngressNextHops {
     IngressNextHops* owner;
   };
 
+  Use make(Identity const& identity);
   void place(Hop& hop);
   void remove(Hop& hop);
 
   Vek::Ptr<Table> table_;
   NextHopParts& parts_;
   Hardware const& hardware_;
-  std::shared_ptr<RowPool> rows_;
+  std::shared_ptr<RowKey::Rows> rows_;
   std::shared_ptr<Link> link_;
   std::map<Identity, Hop*> live_;
   std::map<Identity, std::weak_ptr<Hop const>> uses_;
+  std::map<Identity, Use> held_;  // from before a restart, not used since
+  std::vector<Vek::Ptr<RowKey>> strangers_;
+  Held heldCounts_;
   std::set<Identity> failed_;  // that were refused or met an obstacle, some since mended
   NextHopCounts counts_;
   OperationTime commitTime_;

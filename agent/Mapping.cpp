@@ -62,7 +62,7 @@ struct Mapping::Dispatch {
 };
 
 Mapping::Mapping(Tables tables, NextHopParts& parts, Hardware const& hardware,
-                 std::shared_ptr<RowPool> rows, std::uint32_t maxWidth, StreamCounts& counts)
+                 std::shared_ptr<RowKey::Rows> rows, std::uint32_t maxWidth, StreamCounts& counts)
     : tables_(std::move(tables)),
       hardware_(hardware),
       counts_(counts),
@@ -133,6 +133,7 @@ void Mapping::tellUsers(std::uint32_t id, bool isSame) {
 
 std::vector<Mapping::Kept> Mapping::kept() const {
   std::vector<Kept> kept;
+  for (Identity const& held : ingress_.heldIdentities()) kept.push_back({held, std::nullopt});
   for (auto const& [id, group] : groupIds_.ids()) {
     bool const isOld = !group.missing.empty() || !group.reason.empty();
     if (group.group && isOld) kept.push_back({std::nullopt, group.group->paths});

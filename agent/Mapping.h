@@ -50,7 +50,7 @@ class Mapping {
 
   // `rows`: of the ingress table's keys. `counts`: of messages, kept up to date; must outlive this.
   Mapping(Tables tables, NextHopParts& parts, Hardware const& hardware,
-          std::shared_ptr<RowPool> rows, std::uint32_t maxWidth, StreamCounts& counts);
+          std::shared_ptr<RowKey::Rows> rows, std::uint32_t maxWidth, StreamCounts& counts);
   ~Mapping();
   Mapping(Mapping const&) = delete;
   Mapping& operator=(Mapping const&) = delete;
@@ -66,6 +66,12 @@ class Mapping {
   void noRoom() { groups_.noRoom(); }
   // Lets go of what is replaced by now, and tries again where rows were freed.
   void settle();
+
+  // The next hops of routes, while the ingress table refills itself.
+  [[nodiscard]] IngressNextHops& refill() { return ingress_; }
+  // The stream has said all, and a hold time has passed: what is still in hardware from before the
+  // restart and that nobody has asked for goes.
+  void release() { ingress_.release(); }
 
   // What a holder keeps in hardware because what it asks for now is not in force or cannot be.
   struct Kept {

@@ -1,6 +1,9 @@
 #include "agent/NextHopParts.h"
 
+#include <set>
 #include <utility>
+
+#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 
 namespace OrviaL3Agent {
 
@@ -20,8 +23,12 @@ std::string text(Obstacle obstacle) {
   return "unknown";
 }
 
-NextHopParts::NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus)
-    : interfaces_(interfaces), mtuProfiles_(mtuProfiles), mtus_(std::move(mtus)) {}
+NextHopParts::NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus,
+                           OwnerPage neighbours)
+    : interfaces_(interfaces),
+      mtuProfiles_(mtuProfiles),
+      mtus_(std::move(mtus)),
+      adjacencies_(Adjacencies::kLastNumber, std::move(neighbours)) {}
 
 NextHopParts::Result NextHopParts::use(Identity const& identity) {
   Parts parts;
@@ -32,6 +39,36 @@ NextHopParts::Result NextHopParts::use(Identity const& identity) {
   parts.adjacency = adjacencies_.use(identity);
   if (!parts.adjacency) return {{}, Obstacle::adjacency};
   return {parts};
+}
+
+std::optional<NextHopParts::Parts> NextHopParts::restored(
+    Identity const& identity, SoftAsic::NextHopContents const& contents) {
+  std::uint16_t const number = contents.fields.destination;
+  if (adjacencies_.remembered(number) != identity && adjacencies_.neighbour(number) != identity) {
+    return std::nullopt;
+  }
+  Parts parts;
+  parts.interface = interfaces_.restored(contents.l3Oif1);
+  parts.mtuProfile = mtuProfiles_.restored(contents.mtuProfilePtr);
+  if (!parts.interface || !parts.mtuProfile) return std::nullopt;
+  if (interfaces_.slot(interfaceKey(identity)) != contents.l3Oif1) return std::nullopt;
+  parts.adjacency = adjacencies_.use(identity);
+  auto const record = parts.record<OrviaL3Unicast::IngL3NextHop1Table::Entry>(identity);
+  return SoftAsic::contentsOf(record) == contents ? std::optional(parts) : std::nullopt;
+}
+
+void NextHopParts::forget(std::vector<SoftAsic::NextHopContents> const& inHardware) {
+  std::set<std::uint32_t> interfaces;
+  std::set<std::uint32_t> mtuProfiles;
+  std::set<std::uint32_t> neighbours;
+  for (SoftAsic::NextHopContents const& contents : inHardware) {
+    interfaces.insert(contents.l3Oif1);
+    mtuProfiles.insert(contents.mtuProfilePtr);
+    neighbours.insert(contents.fields.destination);
+  }
+  interfaces_.forget([&](std::uint32_t slot) { return interfaces.contains(slot); });
+  mtuProfiles_.forget([&](std::uint32_t slot) { return mtuProfiles.contains(slot); });
+  adjacencies_.forget([&](std::uint32_t number) { return neighbours.contains(number); });
 }
 
 std::optional<Identity> NextHopParts::identityOf(SoftAsic::NextHopContents const& contents) const {

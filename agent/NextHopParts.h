@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "agent/Adjacencies.h"
 #include "agent/Identity.h"
@@ -56,10 +57,18 @@ class NextHopParts {
     Obstacle obstacle = Obstacle::none;
   };
 
-  NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus = {});
+  // `neighbours`: where their numbers are kept over a restart.
+  NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus = {},
+               OwnerPage neighbours = {});
 
   // Makes what is not there yet. With an obstacle the parts are empty.
   [[nodiscard]] Result use(Identity const& identity);
+  // The parts that a row from before a restart names, as they were then, whatever MTU the interface
+  // has now. Nothing when the row is not one of this identity, as far as is known.
+  [[nodiscard]] std::optional<Parts> restored(Identity const& identity,
+                                              SoftAsic::NextHopContents const& contents);
+  // Numbers of before that nobody uses and no row of the hardware names are free now.
+  void forget(std::vector<SoftAsic::NextHopContents> const& inHardware);
 
   // The identity that a hardware row stands for; nothing when no identity in use would be written
   // like that.

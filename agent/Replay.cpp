@@ -8,6 +8,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "OrviaAsicUtils/Toggles.h"
 #include "agent/Plot.h"
 #include "agent/RouteText.h"
 #include "agent/Tracing.h"
@@ -34,6 +35,11 @@ ForwardingCheck::Sizes sizesOf(ReplayOptions const& options) {
           .groups = options.groupRows};
 }
 
+std::shared_ptr<OwnerBook> bookOf(ReplayOptions const& options) {
+  if (options.hardwareFile.empty()) return nullptr;
+  return std::make_shared<OwnerBook>(options.ownersFile());
+}
+
 // Found out before the work is done. Leaves the file as it is.
 void requireWritable(char const* option, std::string const& path) {
   if (path.empty()) return;
@@ -48,33 +54,70 @@ void requireWritable(char const* option, std::string const& path) {
 
 Replay::Replay(ReplayOptions const& options, TableSource const& source)
     : options_(options),
-      interfaces_(loop_, options.interfaceDelay),
-      mtuProfiles_(loop_, options.mtuDelay),
-      parts_(interfaces_, mtuProfiles_, options.mtus),
       hardware_(options),
-      mapping_(makeTables(source), parts_, hardware_,
-               std::make_shared<RowPool>(options.firstRow.value_or(options.firstIngressRow()),
-                                         options.rows - 1),
-               options.maxWidth, counts_),
+      book_(bookOf(options)),
+      interfaces_(loop_, options.interfaceDelay, StandInTable::kLastSlot,
+                  OwnerPage(book_, OwnerBook::Kind::interface)),
+      mtuProfiles_(loop_, options.mtuDelay, StandInTable::kLastSlot,
+                   OwnerPage(book_, OwnerBook::Kind::mtuProfile)),
+      parts_(interfaces_, mtuProfiles_, options.mtus, OwnerPage(book_, OwnerBook::Kind::neighbour)),
+      mapping_(
+          makeTables(source), parts_, hardware_,
+          std::make_shared<RowKey::Rows>(options.firstRow.value_or(options.firstIngressRow()),
+                                         options.rows - 1, OwnerPage(book_, OwnerBook::Kind::row)),
+          options.maxWidth, counts_),
+      leaving_(mapping_, book_.get()),
       events_(options.events),
       input_(options.file, options.slice, options.until, counts_, *this) {
-  if (options.checkForwarding) hardware_.device().observerIs(&check_.emplace(sizesOf(options)));
-  if (!options.journalFile.empty()) hardware_.device().observerIs(&journal_.emplace());
+  SoftAsic::SoftDevice& device = hardware_.device();
+  if (options.checkForwarding) {
+    device.tellRows(check_.emplace(sizesOf(options)));
+    device.observerIs(&*check_);
+  }
+  if (!options.journalFile.empty()) device.observerIs(&journal_.emplace());
   if (options.verify) model_.emplace();
   if (!options.plotFile.empty()) {
     timeline_.emplace();
-    hardware_.device().observerIs(&rowsInForce_);
+    device.tellRows(rowsInForce_);
+    device.observerIs(&rowsInForce_);
   }
-  auto const attach = [&](auto const& table) {
-    hardware_.attach(*table, source.utilOf != nullptr ? source.utilOf(*table) : nullptr);
-  };
-  attach(mapping_.tables().ingress);
-  attach(mapping_.tables().ecmp);
-  attach(mapping_.tables().members);
-  attach(mapping_.tables().groups);
+  bringUp(source);
   // Input before hardware: what a turn's messages write is answered in the same turn.
   loop_.sourceIs(&input_);
   loop_.sourceIs(&hardware_);
+}
+
+void Replay::bringUp(TableSource const& source) {
+  Mapping::Tables const& tables = mapping_.tables();
+  auto const attach = [&](auto const& table) {
+    hardware_.attach(*table, source.utilOf != nullptr ? source.utilOf(*table) : nullptr);
+  };
+  // All of them, before any of them touches a row.
+  attach(tables.ingress);
+  attach(tables.ecmp);
+  attach(tables.members);
+  attach(tables.groups);
+  hardware_.device().rowOwnerIs([this](Asic::Index row, SoftAsic::NextHopContents const& contents) {
+    return mapping_.refill().restored(row, contents);
+  });
+  hardware_.sync(*tables.groups);
+  hardware_.sync(*tables.members);
+  hardware_.sync(*tables.ecmp);
+  hardware_.sync(*tables.ingress);
+  hardware_.device().rowOwnerIs(nullptr);
+  hardware_.start(*tables.ingress);
+  hardware_.start(*tables.ecmp);
+  hardware_.start(*tables.members);
+  hardware_.start(*tables.groups);
+}
+
+Replay::Leaving::~Leaving() {
+  if (book_ != nullptr) book_->close();
+  Mapping::Tables const& tables = mapping_.tables();
+  tables.ingress->hwTableReadyIs(false);
+  tables.ecmp->hwTableReadyIs(false);
+  tables.members->hwTableReadyIs(false);
+  tables.groups->hwTableReadyIs(false);
 }
 
 Replay::~Replay() = default;
@@ -103,6 +146,17 @@ void Replay::happen(Event const& event) {
   }
 }
 
+// The stream is back and has said all; what is not asked for by now has a little longer.
+void Replay::release() {
+  mapping_.release();
+  std::vector<SoftAsic::NextHopContents> inHardware;
+  SoftAsic::NextHopDeviceTable const& rows = hardware_.device().nextHops();
+  for (std::uint32_t row = 0; row < rows.rows(); ++row) {
+    if (rows.row(row).contents) inHardware.push_back(*rows.row(row).contents);
+  }
+  parts_.forget(inHardware);
+}
+
 bool Replay::turn() {
   bool noRoom = false;
   try {
@@ -116,6 +170,11 @@ bool Replay::turn() {
   if (noRoom) mapping_.noRoom();
   mapping_.settle();
   if (timeline_) sample();
+  if (book_ && book_->error()) throw std::system_error(*book_->error());
+  if (book_ && input_.complete() && !holding_) {
+    holding_ = true;
+    loop_.timerIs(options_.hold, [this] { release(); });
+  }
   return loop_.busy();
 }
 
@@ -167,6 +226,14 @@ Report Replay::report() const {
   report.stream = counts_;
   report.interfaces = interfaces_.size();
   report.interfacesPeak = interfaces_.peak();
+  if (book_) {
+    SoftAsic::SoftDevice const& device = hardware_.device();
+    report.restart = RestartReport{.nextHops = mapping_.ingress().heldCounts(),
+                                   .waiting = mapping_.ingress().held(),
+                                   .ecmpNextHops = device.ecmpNextHops().rowsFromBefore(),
+                                   .members = device.members().rowsFromBefore(),
+                                   .groups = device.groups().rowsFromBefore()};
+  }
   if (input_.error()) report.error = input_.error()->what();
   return report;
 }
@@ -174,6 +241,7 @@ Report Replay::report() const {
 int replayCommand(ReplayOptions const& options, TableSource const& source) {
   requireWritable("--journal", options.journalFile);
   requireWritable("--plot", options.plotFile);
+  OrviaAsicUtils::toggleDirectoryIs(options.toggleDirectory);
   Tracing const tracing(options);
   Replay replay(options, source);
   {

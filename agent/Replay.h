@@ -9,6 +9,10 @@
 // follow one by one, each when all has come to rest. After a fault the tables hold what the stream
 // said before it.
 //
+// With a hardware file it is a restart: the tables meet what the file holds. Next hops of routes
+// come back and are held until a hold time after the stream has said all. Its end, however it comes
+// about, leaves the rows in the hardware, which goes on forwarding.
+//
 // Threading: one thread. Ownership: owns everything that takes part; the tables end before the
 // hardware and the stand-in tables that its records refer to.
 #pragma once
@@ -24,6 +28,7 @@
 #include "agent/ForwardingCheck.h"
 #include "agent/Hardware.h"
 #include "agent/Mapping.h"
+#include "agent/OwnerBook.h"
 #include "agent/Progress.h"
 #include "agent/Report.h"
 #include "agent/RowsInForce.h"
@@ -48,7 +53,8 @@ class Replay final : private StreamInput::Consumer {
   Replay(Replay const&) = delete;
   Replay& operator=(Replay const&) = delete;
 
-  // Throws std::system_error when the file cannot be read to its end.
+  // Throws std::system_error when the file cannot be read to its end, or when it cannot be noted
+  // what a restart has to know.
   void run(Progress& progress);
   // One turn of the loop, for a closer look. Returns whether anything is left to do; events at the
   // end of the stream are not counted.
@@ -77,24 +83,43 @@ class Replay final : private StreamInput::Consumer {
   void messageIs(Fpm::Message const& message) override;
   void frameEnds() override;
 
+  // Leaves the hardware as it is: what ends after this ends with the agent only.
+  class Leaving {
+   public:
+    Leaving(Mapping const& mapping, OwnerBook* book) : mapping_(mapping), book_(book) {}
+    ~Leaving();
+    Leaving(Leaving const&) = delete;
+    Leaving& operator=(Leaving const&) = delete;
+
+   private:
+    Mapping const& mapping_;
+    OwnerBook* book_;
+  };
+
+  void bringUp(TableSource const& source);
+  void release();
   void sample();
   [[nodiscard]] std::string progressText() const;
 
   ReplayOptions options_;
   EventLoop loop_;
-  StandInTable interfaces_;
-  StandInTable mtuProfiles_;
-  NextHopParts parts_;
   std::optional<ForwardingCheck> check_;
   std::optional<SoftAsic::Journal> journal_;
   RowsInForce rowsInForce_;
   Hardware hardware_;
+  // The hardware's file, which only one process has open, is open by now.
+  std::shared_ptr<OwnerBook> book_;
+  StandInTable interfaces_;
+  StandInTable mtuProfiles_;
+  NextHopParts parts_;
   StreamCounts counts_;
   Mapping mapping_;
+  Leaving leaving_;
   EventSchedule events_;
   std::optional<StreamModel> model_;
   std::optional<Timeline> timeline_;
   StreamInput input_;
+  bool holding_ = false;  // the hold time runs
 };
 
 // The command: replays, shows progress, prints tables, checks and summary. Returns the program's

@@ -299,6 +299,20 @@ std::string showText(Report const& report) {
   return out.empty() ? "Nothing is announced that needs a row.\n" : out;
 }
 
+namespace {
+
+std::string restartText(RestartReport const& restart) {
+  IngressNextHops::Held const& hops = restart.nextHops;
+  return fmt::format(
+      "Restart       {} of routes found: {} used again, {} removed, {} held; {} without an owner\n"
+      "  left        {}, {}, {} for groups\n",
+      counted(hops.found, "next hop"), hops.claimed, hops.released, restart.waiting, hops.strangers,
+      counted(restart.ecmpNextHops, "next-hop row"), counted(restart.members, "member row"),
+      counted(restart.groups, "group row"));
+}
+
+}  // namespace
+
 std::string text(Report const& report) {
   using RouteState = Routes::State;
   using GroupIdState = ShownGroupId::State;
@@ -370,6 +384,7 @@ std::string text(Report const& report) {
   out += tableLine("ecmp", report.groups.nextHopTable, true);
   out += tableLine("member", report.groups.memberTable, true);
   out += tableLine("group", report.groups.groupTable, true);
+  if (report.restart) out += restartText(*report.restart);
   line("Interfaces    {} in use, at most {}", report.interfaces, report.interfacesPeak);
   line("Time          of next hops of routes: commit {}; remove {}", timeText(report.commit),
        timeText(report.remove));

@@ -53,6 +53,16 @@ struct RouteReport {
   std::vector<std::string> problems;
 };
 
+// What a start found in a hardware that outlives the agent, and what has become of it.
+struct RestartReport {
+  IngressNextHops::Held nextHops;  // of routes
+  std::size_t waiting = 0;         // of these, neither used nor removed yet
+  // Rows for groups that were left in place and that nobody has written since.
+  std::uint64_t ecmpNextHops = 0;
+  std::uint64_t members = 0;
+  std::uint64_t groups = 0;
+};
+
 struct Report {
   std::string file;
   std::uint64_t fileSize = 0;
@@ -73,6 +83,8 @@ struct Report {
   NextHopReport ecmp;     // of groups
   GroupReport groups;
   TableUse ingressTable;
+
+  std::optional<RestartReport> restart;  // with a hardware that outlives the agent
 
   std::size_t interfaces = 0;      // in use at the end
   std::size_t interfacesPeak = 0;  // most in use at once

@@ -5,7 +5,7 @@
 // key's row is the row to write. The agent is that somebody. A key has its row and says
 // "programmed" from the start, which is what the table requires of a key before the first write.
 //
-// Threading: the loop's thread. Ownership: counted; keeps the pool alive.
+// Threading: the loop's thread. Ownership: counted; keeps the numbering alive.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 #include "Asic/SwTable.h"
 #include "Vek/Memory.h"
-#include "agent/RowPool.h"
+#include "agent/Numbering.h"
 
 namespace OrviaL3Agent {
 
@@ -23,13 +23,16 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
  public:
   static constexpr char const* typeName() { return "OrviaL3Agent::RowKey"; }
 
-  // A key for the lowest free row; empty when all rows are taken.
-  static Vek::Ptr<RowKey> rowKeyIs(std::shared_ptr<RowPool> const& rows) {
-    std::optional<std::uint32_t> const row = rows->take();
-    if (!row) return {};
-    Vek::Ptr<RowKey> key(new RowKey(rows, *row));
-    key->hasNotificationActiveIs(true);
-    return key;
+  using Rows = Numbering<Identity>;
+
+  // A key for the row that the identity had before a restart, or for the lowest free one; empty
+  // when all rows are taken.
+  static Vek::Ptr<RowKey> rowKeyIs(std::shared_ptr<Rows> const& rows, Identity const& identity) {
+    return made(rows, rows->take(identity));
+  }
+  // A key for this row, which the hardware holds for nobody knows whom; empty when it is taken.
+  static Vek::Ptr<RowKey> strangerKeyIs(std::shared_ptr<Rows> const& rows, std::uint32_t row) {
+    return made(rows, rows->reserve(row) ? std::optional(row) : std::nullopt);
   }
 
   ~RowKey() override { rowDel(); }
@@ -42,12 +45,19 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
   }
 
  private:
-  RowKey(std::shared_ptr<RowPool> rows, std::uint32_t row) : rows_(std::move(rows)), row_(row) {
+  static Vek::Ptr<RowKey> made(std::shared_ptr<Rows> const& rows,
+                               std::optional<std::uint32_t> row) {
+    if (!row) return {};
+    Vek::Ptr<RowKey> key(new RowKey(rows, *row));
+    key->hasNotificationActiveIs(true);
+    return key;
+  }
+  RowKey(std::shared_ptr<Rows> rows, std::uint32_t row) : rows_(std::move(rows)), row_(row) {
     hwEntryIndexIs(row);
     entryStateIs(Asic::HwTable::success());
   }
 
-  std::shared_ptr<RowPool> rows_;
+  std::shared_ptr<Rows> rows_;
   std::optional<std::uint32_t> row_;  // until it was given back
 };
 

@@ -15,6 +15,14 @@ std::optional<std::uint32_t> RowPool::take() {
   return static_cast<std::uint32_t>(next_++);
 }
 
+bool RowPool::reserve(std::uint32_t row) {
+  if (row < first_ || row >= end_) return false;
+  if (row < next_) return returned_.erase(row) > 0;
+  for (; next_ < row; ++next_) returned_.insert(static_cast<std::uint32_t>(next_));
+  ++next_;
+  return true;
+}
+
 void RowPool::giveBack(std::uint32_t row) {
   if (row < first_ || row >= next_ || !returned_.insert(row).second) {
     throw std::invalid_argument("row " + std::to_string(row) + " is not taken");

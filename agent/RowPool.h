@@ -19,6 +19,8 @@ class RowPool {
   RowPool(std::uint32_t first, std::uint32_t last);
 
   [[nodiscard]] std::optional<std::uint32_t> take();
+  // Takes this row; false when it is taken or outside the range.
+  [[nodiscard]] bool reserve(std::uint32_t row);
   // Throws std::invalid_argument for a row that is not taken.
   void giveBack(std::uint32_t row);
 

@@ -30,8 +30,8 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
 };
 
 StandInTable::StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
-                           std::uint32_t lastSlot)
-    : loop_(loop), delay_(delay), slots_(kFirstSlot, lastSlot) {}
+                           std::uint32_t lastSlot, OwnerPage page)
+    : loop_(loop), delay_(delay), slots_(kFirstSlot, lastSlot, std::move(page)) {}
 
 StandInTable::~StandInTable() {
   for (auto& [key, entry] : entries_) {
@@ -40,14 +40,32 @@ StandInTable::~StandInTable() {
   }
 }
 
-StandInTable::Handle StandInTable::entry(Key key) {
-  if (auto const found = entries_.find(key); found != entries_.end()) return found->second;
-  std::optional<std::uint32_t> const slot = slots_.take();
+Vek::Ptr<StandInTable::Entry> StandInTable::make(Key key) {
+  std::optional<std::uint32_t> const slot = slots_.take(key);
   if (!slot) return {};
   Vek::Ptr<Entry> entry(new Entry(*this, key, *slot));
   entry->hasNotificationActiveIs(true);
   entries_.emplace(key, entry.get());
   peak_ = std::max(peak_, entries_.size());
+  return entry;
+}
+
+StandInTable::Handle StandInTable::restored(std::uint32_t slot) {
+  if (std::optional<Key> const key = slots_.remembered(slot)) {
+    Vek::Ptr<Entry> const entry = make(*key);
+    program(*key);
+    return entry;
+  }
+  auto const found = std::find_if(entries_.begin(), entries_.end(), [slot](auto const& keyed) {
+    return keyed.second->slot() == slot;
+  });
+  return found == entries_.end() ? Handle() : Handle(found->second);
+}
+
+StandInTable::Handle StandInTable::entry(Key key) {
+  if (auto const found = entries_.find(key); found != entries_.end()) return found->second;
+  Vek::Ptr<Entry> const entry = make(key);
+  if (!entry) return {};
   if (delay_ && *delay_ > 0) {
     entry->timerIs(loop_.timerIs(*delay_, [this, key] { program(key); }));
   } else if (delay_) {

@@ -19,10 +19,11 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <utility>
 
 #include "Asic/SwTable.h"
 #include "agent/EventLoop.h"
-#include "agent/RowPool.h"
+#include "agent/Numbering.h"
 
 namespace OrviaL3Agent {
 
@@ -39,15 +40,24 @@ class StandInTable {
   static constexpr std::uint32_t kLastSlot = 0xFFFE;
 
   // `delay`: turns from the first use to the programming; 0 is within the first use, nothing is
-  // never.
+  // never. `page`: where slots are kept over a restart.
   StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
-               std::uint32_t lastSlot = kLastSlot);
+               std::uint32_t lastSlot = kLastSlot, OwnerPage page = {});
   ~StandInTable();
   StandInTable(StandInTable const&) = delete;
   StandInTable& operator=(StandInTable const&) = delete;
 
   // Finds or makes the entry; empty when every slot is taken.
   [[nodiscard]] Handle entry(Key key);
+
+  // The entry that had the slot before a restart, programmed at once as it was then. Empty when
+  // nobody is known to have had it.
+  [[nodiscard]] Handle restored(std::uint32_t slot);
+  // Slots of before that nobody uses are free now, but for those that keep(slot) wants kept on.
+  template <class Keep>
+  void forget(Keep&& keep) {
+    slots_.forget(std::forward<Keep>(keep));
+  }
 
   // The slot of the entry, or nothing when it is not in use; it may not be programmed yet.
   [[nodiscard]] std::optional<std::uint32_t> slot(Key key) const;
@@ -58,12 +68,13 @@ class StandInTable {
  private:
   class Entry;
 
+  Vek::Ptr<Entry> make(Key key);
   void program(Key key);
   void entryDel(Entry const& entry);
 
   EventLoop& loop_;
   std::optional<EventLoop::Turn> delay_;
-  RowPool slots_;
+  Numbering<Key> slots_;
   std::map<Key, Entry*> entries_;
   std::size_t peak_ = 0;
 };

@@ -39,6 +39,7 @@ void StreamInput::runSlice() {
       }
       std::optional<Fpm::Message> const message = nextMessage();
       if (!message) {
+        complete_ = true;
         finish();
         return;
       }

@@ -47,6 +47,8 @@ class StreamInput final : public EventLoop::Source {
   void runSlice() override;
   [[nodiscard]] bool busy() const override { return !done_; }
 
+  // Whether all that the stream has to say was heard: no fault, and not stopped before its end.
+  [[nodiscard]] bool complete() const { return complete_; }
   [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return error_; }
   // Bytes of the file, and of the frames read so far.
   [[nodiscard]] std::uint64_t size() const { return file_.size(); }
@@ -64,6 +66,7 @@ class StreamInput final : public EventLoop::Source {
   std::optional<Fpm::MessageReader> messages_;  // of the current frame
   std::optional<Fpm::StreamError> error_;
   bool done_ = false;
+  bool complete_ = false;
 };
 
 }  // namespace OrviaL3Agent

@@ -85,7 +85,11 @@ class Verification {
 
   Differences run() {
     decodeRows(device_.ecmpNextHops(), ecmp_);
+    // What stands here from before a restart is asked for again, or will be removed.
     decodeRows(device_.ingressNextHops(), ingress_);
+    std::erase_if(ecmp_, [&](auto const& row) {
+      return isFromBefore(device_.ecmpNextHops().row(row.first));
+    });
     walkGroups();
     compareGroups();
     std::map<Identity, std::uint64_t> ecmp;
@@ -115,11 +119,18 @@ class Verification {
     }
   }
 
+  // Counts it if so.
+  template <class Row>
+  bool isFromBefore(Row const& row) {
+    if (row.fromBefore) ++differences_.fromBefore;
+    return row.fromBefore;
+  }
+
   void walkGroups() {
     SoftAsic::GroupHwTable const& groups = device_.groups();
     for (std::uint32_t row = groups.firstRow(); row - groups.firstRow() < groups.rows(); ++row) {
       auto const& contents = groups.row(row).contents;
-      if (!contents) continue;
+      if (!contents || isFromBefore(groups.row(row))) continue;
       Found found;
       found.row = row;
       found.lbMode = contents->lbMode;
@@ -255,8 +266,10 @@ class Verification {
     SoftAsic::MemberHwTable const& members = device_.members();
     std::uint32_t const end = members.firstRow() + members.rows();
     auto const isLeft = [&](std::uint32_t row) {
-      return row < end && members.row(row).contents && !led_.contains(row);
+      return row < end && members.row(row).contents && !members.row(row).fromBefore &&
+             !led_.contains(row);
     };
+    for (std::uint32_t row = members.firstRow(); row < end; ++row) isFromBefore(members.row(row));
     for (std::uint32_t row = members.firstRow(); row < end; ++row) {
       if (!isLeft(row)) continue;
       std::uint32_t const first = row;
@@ -307,6 +320,10 @@ std::string text(Differences const& differences) {
   add(notAsked.waitingRoutes, "route", "waiting for an id");
   add(notAsked.withoutInterface, "route", "without an interface");
   if (!rest.empty()) lines += "not in hardware by nature: " + rest + "\n";
+  if (differences.fromBefore > 0) {
+    lines += fmt::format("left from before the restart: {} for groups\n",
+                         plural(differences.fromBefore, "row"));
+  }
   std::string const found = all == 0 ? "no difference" : plural(all, "difference");
   std::string const kept =
       differences.kept == 0

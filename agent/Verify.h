@@ -43,6 +43,9 @@ struct Differences {
   std::size_t verifiedIngressNextHops = 0;
   Wanted::Counts notAsked;  // what can have no row
   std::size_t kept = 0;     // groups and ingress next hops that only wait to be replaced
+  // Rows for groups from before a restart, which nobody has written since: nobody asks for them,
+  // and they are left out of the comparison.
+  std::size_t fromBefore = 0;
 
   [[nodiscard]] bool empty() const { return lines.empty(); }
 };

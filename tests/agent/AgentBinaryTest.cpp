@@ -165,8 +165,8 @@ TEST(AgentBinary, WritesJournalsAndComparesThem) {
   journal(second, "");
   // Tables that choose their rows start with empty ones.
   EXPECT_TRUE(contentOf(first.path())
-                  .starts_with("1 ecmp removeAll row 0: taken\n2 member removeAll row 0: taken\n"
-                               "3 group removeAll row 0: taken\n"
+                  .starts_with("1 group removeAll row 0: taken\n2 member removeAll row 0: taken\n"
+                               "3 ecmp removeAll row 0: taken\n"
                                "4 ingress write row 16384: destination 1 "));
   EXPECT_EQ(lines(contentOf(first.path())), 37U);
   Ended const same = compare(first, second);
@@ -265,8 +265,8 @@ TEST(AgentBinary, NamesTheOffsetOfACutOffStreamAndStillPrintsTheSummary) {
   EXPECT_TRUE(contains(ended.output, " verified: no difference\n"));
   // Nothing but what every start does.
   EXPECT_EQ(contentOf(journal.path()),
-            "1 ecmp removeAll row 0: taken\n2 member removeAll row 0: taken\n"
-            "3 group removeAll row 0: taken\n");
+            "1 group removeAll row 0: taken\n2 member removeAll row 0: taken\n"
+            "3 ecmp removeAll row 0: taken\n");
 }
 
 TEST(AgentBinary, NamesTheOffsetOfAMalformedMessage) {

@@ -52,6 +52,21 @@ TEST(RowPool, RefusesToTakeBackWhatIsNotTaken) {
   EXPECT_THROW(rows.giveBack(10), std::invalid_argument);
 }
 
+TEST(RowPool, TakesARowThatIsNamed) {
+  RowPool rows(10, 13);
+  EXPECT_TRUE(rows.reserve(12));
+  EXPECT_FALSE(rows.reserve(12));
+  EXPECT_FALSE(rows.reserve(9));
+  EXPECT_FALSE(rows.reserve(14));
+  EXPECT_EQ(rows.taken(), 1U);
+  EXPECT_EQ(rows.take(), 10U);
+  EXPECT_TRUE(rows.reserve(11));
+  EXPECT_EQ(rows.take(), 13U);
+  EXPECT_EQ(rows.take(), std::nullopt);
+  rows.giveBack(12);
+  EXPECT_TRUE(rows.reserve(12));
+}
+
 TEST(RowPool, AgreesWithAPlainSetOverARandomHistory) {
   RowPool rows(3, 52);
   std::set<std::uint32_t> free;
