@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <type_traits>
 
 #include "LoaderSupport.h"
@@ -18,6 +19,9 @@ namespace {
 
 using namespace OrviaL3Unicast;
 
+// The numbers of a table's own classes in its module: tools and peers know the types by them.
+using Numbers = std::map<std::string, std::uint16_t>;
+
 struct IngL3NextHop1 {
   using Table = IngL3NextHop1Table;
   using Util = IngL3NextHop1TableUtil;
@@ -25,6 +29,10 @@ struct IngL3NextHop1 {
   using UnresolvedEntry = Table::UnresolvedEntry;
   static Vek::VekModule const* module() { return &_OrviaL3IngL3NextHop1Table_b978fb95_vekModule; }
   static constexpr char const* table = "OrviaL3Unicast::IngL3NextHop1Table";
+  static inline Numbers const numbers = {{"EntryHandle", 2},
+                                         {"PendingEntrySm", 4},
+                                         {"UnresolvedEntry", 5},
+                                         {"UnresolvedEntry::NeededEntryHandleSm", 6}};
   static constexpr std::uint16_t utilNumber = 7;
   static constexpr std::uint16_t loaderNumber = 8;
   static Vek::Ptr<Table> factory() { return ingL3NextHop1TableFactory(); }
@@ -38,6 +46,10 @@ struct EcmpIngL3NextHop1 {
   using Loader = EcmpIngL3NextHop1TableUtilLoader;
   static Vek::VekModule const* module() { return &_L3EcmpIngL3NextHop1Table_ea4a8036_vekModule; }
   static constexpr char const* table = "OrviaL3Unicast::EcmpIngL3NextHop1Table";
+  static inline Numbers const numbers = {{"EntryHandle", 5},
+                                         {"PendingEntrySm", 7},
+                                         {"UnresolvedEntry", 3},
+                                         {"UnresolvedEntry::NeededEntryHandleSm", 4}};
   static constexpr std::uint16_t utilNumber = 8;
   static constexpr std::uint16_t loaderNumber = 9;
   static Vek::Ptr<Table> factory() { return ecmpIngL3NextHop1TableFactory(); }
@@ -51,6 +63,10 @@ struct L3EcmpGroup {
   using Loader = L3EcmpGroupTableUtilLoader;
   static Vek::VekModule const* module() { return &_L3EcmpGroupTable_b1191073_vekModule; }
   static constexpr char const* table = "OrviaL3Unicast::L3EcmpGroupTable";
+  static inline Numbers const numbers = {{"EntryHandle", 5},
+                                         {"PendingEntrySm", 7},
+                                         {"UnresolvedEntry", 3},
+                                         {"UnresolvedEntry::NeededEntryHandleSm", 4}};
   static constexpr std::uint16_t utilNumber = 8;
   static constexpr std::uint16_t loaderNumber = 9;
   static Vek::Ptr<Table> factory() { return l3EcmpGroupTableFactory(); }
@@ -64,6 +80,9 @@ struct L3EcmpMember {
   using Loader = L3EcmpMemberTableUtilLoader;
   static Vek::VekModule const* module() { return &_L3EcmpMemberTable_f39f0387_vekModule; }
   static constexpr char const* table = "OrviaL3Unicast::L3EcmpMemberTable";
+  static inline Numbers const numbers = {{"EntryHandle", 4},
+                                         {"UnresolvedEntryBlock", 6},
+                                         {"UnresolvedEntryBlock::NeededEntryHandleSm", 7}};
   static constexpr std::uint16_t utilNumber = 8;
   static constexpr std::uint16_t loaderNumber = 9;
   static Vek::Ptr<Table> factory() { return l3EcmpMemberTableFactory(); }
@@ -167,6 +186,22 @@ TYPED_TEST(UnitTest, TheFactoryIsFoundByItsPlainName) {
   ASSERT_NE(library, nullptr);
   EXPECT_EQ(dlsym(library, TypeParam::cFactoryName), reinterpret_cast<void*>(TypeParam::cFactory));
   dlclose(library);
+}
+
+TYPED_TEST(UnitTest, TheClassesOfTheTableHaveTheirNumbers) {
+  std::string const start = std::string(TypeParam::table) + "::";
+  Numbers found;
+  for (Vek::VekTypeInfo const& type : TypeParam::module()->types) {
+    std::string const name = type.name;
+    if (!name.starts_with(start)) continue;
+    if (TypeParam::numbers.contains(name.substr(start.size()))) {
+      found.emplace(name.substr(start.size()), type.number);
+    }
+  }
+  EXPECT_EQ(found, TypeParam::numbers);
+  using Handle = typename TypeParam::Table::EntryHandle;
+  EXPECT_EQ(Handle::classType(),
+            (Vek::VekType{TypeParam::module(), TypeParam::numbers.at("EntryHandle")}));
 }
 
 // The numbers of a module's classes do not collide, and each row says its qualified name.
