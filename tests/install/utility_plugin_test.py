@@ -1,0 +1,63 @@
+"""The vendor's plug-in, built from the installed copy of the example and installed into a plug-in
+root of its own, is found by its host program and by the stand-alone agent."""
+
+import re
+import shutil
+import subprocess
+import unittest
+
+from installed import AGENT, CONFIG, EXAMPLES, PLACE, ROOT, build, environment, run
+
+PLUGIN_ROOT = PLACE / "plugin-root"
+STREAM = ROOT / "examples/streams/w1-static.0.fpm"
+
+
+def section(report, heading):
+    """The lines of a replay's report that stand under the heading."""
+    match = re.search(rf"^{heading}\b.*\n((?:[ \t].*\n)*)", report, re.MULTILINE)
+    return match.group(0) if match else ""
+
+
+class TheVendorsPlugin(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = build(EXAMPLES / "utility-plugin", "utility-plugin")
+        shutil.rmtree(PLUGIN_ROOT, ignore_errors=True)
+        run(CONFIG["cmake"], "--install", cls.folder, "--prefix", PLUGIN_ROOT)
+
+    def test_serves_the_tables_of_its_host(self):
+        printed = run(self.folder / "example-host",
+                      env=environment(ORVIA_PLUGIN_ROOT=str(PLUGIN_ROOT)))
+        self.assertEqual((EXAMPLES / "utility-plugin/output.txt").read_text(), printed)
+
+    def test_serves_the_tables_of_the_agent(self):
+        report = run(AGENT, "--plugin-root", PLUGIN_ROOT, "replay", STREAM)
+        # The chip answers for its rows; the simulated hardware is not touched.
+        self.assertRegex(section(report, "Next hops of groups"), r" 8: 8 programmed, 0 parked")
+        self.assertRegex(section(report, "Groups"), r" 3: 3 programmed, 0 parked")
+        hardware = section(report, "Hardware")
+        self.assertEqual(4, len(re.findall(r" 0 writes, 0 deletes, 0 rows", hardware)), hardware)
+
+    def test_is_missed_by_an_agent_that_looks_elsewhere(self):
+        empty = PLACE / "empty-root"
+        empty.mkdir(exist_ok=True)
+        ended = subprocess.run([AGENT, "--plugin-root", empty, "replay", STREAM], check=False,
+                               env=environment(), capture_output=True, text=True, timeout=60)
+        self.assertNotEqual(0, ended.returncode)
+        self.assertIn("has no utility: looked in " + str(empty), ended.stderr)
+
+    def test_is_named_with_the_directory_when_one_table_lacks_it(self):
+        mixed = PLACE / "mixed-root"
+        shutil.rmtree(mixed, ignore_errors=True)
+        shutil.copytree(PLUGIN_ROOT, mixed)
+        shutil.rmtree(mixed / "OrviaFeaturePlugin" / "OrviaL3Unicast::L3EcmpMemberTable")
+        ended = subprocess.run([self.folder / "example-host"], check=False, timeout=60,
+                               env=environment(ORVIA_PLUGIN_ROOT=str(mixed)),
+                               capture_output=True, text=True)
+        self.assertEqual(1, ended.returncode)
+        self.assertIn("OrviaL3Unicast::L3EcmpMemberTable: looked in ", ended.stdout)
+        self.assertIn("no such directory", ended.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
