@@ -6,8 +6,8 @@
 //
 // Oddities that callers should know, all intended:
 // - A handle shows its key's row and state from the commit on, even while its record is parked, so
-//   its handler can be called with success before the hardware answered. A refusal that comes within
-//   the write is covered by that: the handler hears 2, then 1, and the handle stays at 1.
+//   its handler can be called with success before the hardware answered. A refusal that comes
+//   within the write is covered by that: the handler hears 2, then 1, and the handle stays at 1.
 // - After entryRemove a caller that still holds the handle keeps the programmed record in place.
 //   Committing the identical record then aborts ("expect a valid entryHandle, key: "), and the end
 //   of the old handle removes whatever the key has by then. Let go of the handle when you remove a

@@ -4,9 +4,9 @@
 // table reads them. While `hwTableReady` is false or `hwTable` is empty, a table makes no hardware
 // call. The setters announce changed values to the table's observers.
 //
-// Life: constructed; attached (hwTableIs, utilIs, numEntriesIs); syncEntries() on a (re)start, while
-// the table is still empty; doInitComplete(); hwTableReadyIs(true); serving; not ready again, where
-// the rows are to outlive the table; destroyed.
+// Life: constructed; attached (hwTableIs, utilIs, numEntriesIs); syncEntries() on a (re)start,
+// while the table is still empty; doInitComplete(); hwTableReadyIs(true); serving; not ready again,
+// where the rows are to outlive the table; destroyed.
 #pragma once
 
 #include <cstdint>
