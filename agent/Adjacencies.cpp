@@ -2,9 +2,10 @@
 
 namespace OrviaL3Agent {
 
-Adjacencies::Adjacencies(std::uint16_t lastNumber, OwnerPage page)
-    : state_(std::make_shared<State>(
-          State{Numbering<Identity>(1, lastNumber, std::move(page)), {}, {}})) {}
+Adjacencies::Adjacencies(std::uint16_t lastNumber, OwnerPage page,
+                         Numbering<Identity>::IsNamed isNamed)
+    : state_(std::make_shared<State>(State{
+          Numbering<Identity>(1, lastNumber, std::move(page), std::move(isNamed)), {}, {}})) {}
 
 Adjacencies::Use Adjacencies::use(Identity const& neighbour) {
   if (auto const found = state_->live.find(neighbour); found != state_->live.end()) {
@@ -14,7 +15,7 @@ Adjacencies::Use Adjacencies::use(Identity const& neighbour) {
   if (!taken) return nullptr;
   auto const number = static_cast<std::uint16_t>(*taken);
   auto const end = [state = state_, neighbour](std::uint16_t const* ended) {
-    state->numbers.giveBack(*ended);
+    state->numbers.giveBack(*ended, neighbour);
     state->neighbours.erase(*ended);
     state->live.erase(neighbour);
     delete ended;
@@ -23,6 +24,11 @@ Adjacencies::Use Adjacencies::use(Identity const& neighbour) {
   state_->live.emplace(neighbour, use);
   state_->neighbours.emplace(number, neighbour);
   return use;
+}
+
+std::optional<Identity> Adjacencies::ownerOf(std::uint16_t number) const {
+  std::optional<Identity> const used = neighbour(number);
+  return used ? used : state_->numbers.remembered(number);
 }
 
 std::optional<Identity> Adjacencies::neighbour(std::uint16_t number) const {

@@ -31,21 +31,21 @@ class Adjacencies {
   // The field is 16 bits wide.
   static constexpr std::uint16_t kLastNumber = 0xFFFF;
 
-  // `page`: where numbers are kept over a restart.
-  explicit Adjacencies(std::uint16_t lastNumber = kLastNumber, OwnerPage page = {});
+  // `page`: where numbers are kept over a restart. `isNamed`: whether a row of the hardware names a
+  // number; one that is named is never free.
+  explicit Adjacencies(std::uint16_t lastNumber = kLastNumber, OwnerPage page = {},
+                       Numbering<Identity>::IsNamed isNamed = {});
 
   // Empty when every number is taken.
   [[nodiscard]] Use use(Identity const& neighbour);
 
-  // Whose number it was before a restart, while nobody has used it since.
-  [[nodiscard]] std::optional<Identity> remembered(std::uint16_t number) const {
-    return state_->numbers.remembered(number);
-  }
-  // Numbers of before that nobody uses are free now, but for those that keep(number) wants kept on.
-  template <class Keep>
-  void forget(Keep&& keep) {
-    state_->numbers.forget(std::forward<Keep>(keep));
-  }
+  // Whose number it is, or was before a restart as far as is known.
+  [[nodiscard]] std::optional<Identity> ownerOf(std::uint16_t number) const;
+  // Numbers of before that nobody uses and no row names are free now. Returns whether there were
+  // any.
+  bool forget() { return state_->numbers.forget(); }
+  // No row names the number any longer.
+  void unnamed(std::uint16_t number) { state_->numbers.unnamed(number); }
 
   // Whose number it is, or nothing.
   [[nodiscard]] std::optional<Identity> neighbour(std::uint16_t number) const;

@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "agent/NextHopParts.h"
@@ -52,9 +53,12 @@ Examples:
     orvia-l3-agent replay examples/streams/forms.0.fpm --interface-delay never --show
   Write what the table does to standard error:
     orvia-l3-agent replay examples/streams/forms.0.fpm --trace 8
+  End in the middle of a stream, and go on with the rows that the hardware still has:
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --until 20 --hardware-file asic
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --hardware-file asic --verify
 
-Exit codes: 0 done, 1 the stream is at fault (what came before the fault stays programmed), 2 wrong
-usage, 3 a check found something.
+Exit codes: 0 done, 1 the stream (what came before the fault stays programmed) or a file is at fault,
+2 wrong usage, 3 a check found something.
 )";
 
 // The largest table that the row allocators of the platform are laid out for.
@@ -243,19 +247,19 @@ void requireDifferentFiles(ReplayOptions const& options) {
 }
 
 void addRestart(CLI::App& replay, ReplayOptions& options) {
-  replay
-      .add_option("--hardware-file", options.hardwareFile,
-                  "Keep the hardware in this file, where it outlives the agent; beside it, in "
-                  "FILE.owners, what the agent has to know again")
-      ->type_name("FILE")
-      ->check(fileName());
+  auto* const hardware = replay.add_option(
+      "--hardware-file", options.hardwareFile,
+      "Keep the hardware in this file, where it outlives the agent; beside it, in "
+      "FILE.owners, what the agent has to know again");
+  hardware->type_name("FILE")->check(fileName());
   replay
       .add_option("--hold", options.hold,
                   "Turns from the end of the stream until next hops from before the restart that "
                   "no route uses are removed")
       ->type_name("TURNS")
       ->capture_default_str()
-      ->check(range(1, kMaxRows));
+      ->check(range(1, kMaxRows))
+      ->needs(hardware);
   replay
       .add_option("--toggles", options.toggleDirectory,
                   "Directory of toggle files [none: every toggle has its default]")
@@ -398,6 +402,15 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 }
 
 }  // namespace
+
+std::string ReplayOptions::ownersFile() const {
+  if (hardwareFile.empty()) return {};
+  std::error_code error;
+  bool const isLink = std::filesystem::is_symlink(hardwareFile, error);
+  std::string const target =
+      isLink ? std::filesystem::weakly_canonical(hardwareFile, error).string() : std::string();
+  return (target.empty() ? hardwareFile : target) + ".owners";
+}
 
 Command parseCommandLine(int argc, char const* const* argv) {
   CLI::App app{

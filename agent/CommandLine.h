@@ -62,9 +62,8 @@ struct ReplayOptions {
   std::uint32_t groupRows = 16384;
   std::uint32_t maxWidth = 512;  // rows of a group's block
   // Where the agent notes beside the hardware's file which number stands for what.
-  [[nodiscard]] std::string ownersFile() const {
-    return hardwareFile.empty() ? std::string() : hardwareFile + ".owners";
-  }
+  // A link leads to both.
+  [[nodiscard]] std::string ownersFile() const;
   [[nodiscard]] std::uint32_t firstIngressRow() const { return ecmpRows.value_or(rows / 2); }
   // Loop turns from the first use of an interface or MTU profile until it is programmed; nothing
   // means never.

@@ -47,8 +47,8 @@ IngressNextHops::Use IngressNextHops::make(Identity const& identity) {
   return use;
 }
 
-std::optional<SoftAsic::RowOwner> IngressNextHops::restored(
-    Asic::Index row, SoftAsic::NextHopContents const& contents) {
+SoftAsic::RowOwner IngressNextHops::restored(Asic::Index row,
+                                             SoftAsic::NextHopContents const& contents) {
   std::optional<Identity> const identity = rows_->remembered(row.value());
   std::optional<NextHopParts::Parts> parts;
   if (identity) parts = parts_.restored(*identity, contents);
@@ -63,7 +63,6 @@ std::optional<SoftAsic::RowOwner> IngressNextHops::restored(
     return owner;
   }
   Vek::Ptr<RowKey> const key = RowKey::strangerKeyIs(rows_, row.value());
-  if (!key) return std::nullopt;
   ++heldCounts_.found;
   ++heldCounts_.strangers;
   strangers_.push_back(key);
@@ -83,15 +82,15 @@ void IngressNextHops::release() {
   for (Vek::Ptr<RowKey> const& key : std::exchange(strangers_, {})) {
     table_->entryRemove(key);
     key->rowDel();
-    ++counts_.ended;
   }
-  rows_->forget([](std::uint32_t) { return false; });
+  rows_->forget();
 }
 
-std::vector<Identity> IngressNextHops::heldIdentities() const {
-  std::vector<Identity> identities;
-  for (auto const& [identity, use] : held_) identities.push_back(identity);
-  return identities;
+std::set<std::uint32_t> IngressNextHops::heldRows() const {
+  std::set<std::uint32_t> rows;
+  for (Vek::Ptr<RowKey> const& key : strangers_) rows.insert(key->hwEntryIndex().value());
+  for (auto const& [identity, use] : held_) rows.insert(use->key->hwEntryIndex().value());
+  return rows;
 }
 
 void IngressNextHops::place(Hop& hop) {

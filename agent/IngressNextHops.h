@@ -59,10 +59,9 @@ class IngressNextHops {
   [[nodiscard]] Use use(Identity const& identity);
 
   // While the table refills itself: the next hop of a row that the hardware holds from before. One
-  // that nothing is known about is held as well, as a stranger: its row may be forwarding. Nothing
-  // when the row is outside the range of keys.
-  [[nodiscard]] std::optional<SoftAsic::RowOwner> restored(
-      Asic::Index row, SoftAsic::NextHopContents const& contents);
+  // that nothing is known about is held as well, as a stranger: its row may be forwarding.
+  [[nodiscard]] SoftAsic::RowOwner restored(Asic::Index row,
+                                            SoftAsic::NextHopContents const& contents);
   // The hold time is over: what nobody has used goes, strangers included, and with it the rows.
   void release();
   struct Held {
@@ -74,7 +73,7 @@ class IngressNextHops {
   [[nodiscard]] Held const& heldCounts() const { return heldCounts_; }
   // Still waiting to be claimed.
   [[nodiscard]] std::size_t held() const { return held_.size() + strangers_.size(); }
-  [[nodiscard]] std::vector<Identity> heldIdentities() const;
+  [[nodiscard]] std::set<std::uint32_t> heldRows() const;
 
   // Tries once more, now: what met an obstacle is placed, what was refused is written again, and
   // with `unanswered` also what the hardware has not answered.

@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <exception>
 #include <string>
 
 #include "Loader/Singleton.h"
@@ -20,11 +21,32 @@ TableSource::Make factory(void* library, char const* name) {
   return reinterpret_cast<TableSource::Make>(found);
 }
 
+[[noreturn]] void utilFailed(OrviaAsicUtils::UtilFactory const& factory, char const* why) {
+  throw TableSourceError(fmt::format("{}: its utility from {} could not be made: {}", factory.table,
+                                     factory.origin, why));
+}
+
+// Calls the factory of the table, whose exceptions know neither table nor plug-in.
+Vek::Ptr<OrviaAsicUtils::SwTableUtil> makeUtil(OrviaAsicUtils::SwTable& table) {
+  auto const& factory = *OrviaAsicUtils::utilFactory(table.fwkType().name());
+  Vek::Ptr<OrviaAsicUtils::SwTableUtil> util;
+  try {
+    util = factory.create(table);
+  } catch (std::exception const& failure) {
+    utilFailed(factory, failure.what());
+  } catch (...) {
+    utilFailed(factory, "it threw something that is no std::exception");
+  }
+  if (!util) utilFailed(factory, "it made none");
+  return util;
+}
+
 }  // namespace
 
 OrviaAsicUtils::UtilCreate pluginUtilOf(OrviaAsicUtils::SwTable const& table) {
   std::string const name = table.fwkType().name();
-  if (auto const* const factory = OrviaAsicUtils::utilFactory(name)) return factory->create;
+  // A factory that is known stays known.
+  if (OrviaAsicUtils::utilFactory(name) != nullptr) return &makeUtil;
   // The loader of the table's plug-ins is named after the table, and made with its library.
   Vek::Ptr<Vek::Entity> const entity = Vek::Entity::singletonExists(name + "UtilLoader");
   auto const* const loader = Vek::vekCast<Loader::Singleton>(entity.get());

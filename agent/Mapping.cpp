@@ -133,7 +133,6 @@ void Mapping::tellUsers(std::uint32_t id, bool isSame) {
 
 std::vector<Mapping::Kept> Mapping::kept() const {
   std::vector<Kept> kept;
-  for (Identity const& held : ingress_.heldIdentities()) kept.push_back({held, std::nullopt});
   for (auto const& [id, group] : groupIds_.ids()) {
     bool const isOld = !group.missing.empty() || !group.reason.empty();
     if (group.group && isOld) kept.push_back({std::nullopt, group.group->paths});
@@ -157,7 +156,8 @@ void Mapping::retry(bool unanswered) {
 void Mapping::settle() {
   settleHolders();
   // What never came into hardware gives its row back without a call.
-  std::uint64_t const freed = hardware_.deletes() + ingress_.counts().ended + ecmp_.counts().ended;
+  std::uint64_t const freed =
+      hardware_.deletes() + ingress_.counts().ended + ecmp_.counts().ended + released_;
   if (freed == freedSeen_) return;
   freedSeen_ = freed;
   retry(false);

@@ -71,7 +71,10 @@ class Mapping {
   [[nodiscard]] IngressNextHops& refill() { return ingress_; }
   // The stream has said all, and a hold time has passed: what is still in hardware from before the
   // restart and that nobody has asked for goes.
-  void release() { ingress_.release(); }
+  void release() {
+    ingress_.release();
+    ++released_;
+  }
 
   // What a holder keeps in hardware because what it asks for now is not in force or cannot be.
   struct Kept {
@@ -111,6 +114,7 @@ class Mapping {
   IdCounts nextHopCounts_;
   IdCounts groupCounts_;
   std::uint64_t freedSeen_ = 0;
+  std::uint64_t released_ = 0;
 };
 
 }  // namespace OrviaL3Agent

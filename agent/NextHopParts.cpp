@@ -1,11 +1,17 @@
 #include "agent/NextHopParts.h"
 
-#include <set>
 #include <utility>
 
-#include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
-
 namespace OrviaL3Agent {
+namespace {
+
+std::function<bool(std::uint32_t)> namedOf(NumbersInHardware const* numbers,
+                                           NumbersInHardware::Kind kind) {
+  if (numbers == nullptr) return {};
+  return [numbers, kind](std::uint32_t number) { return numbers->isNamed(kind, number); };
+}
+
+}  // namespace
 
 std::string text(Obstacle obstacle) {
   switch (obstacle) {
@@ -24,11 +30,27 @@ std::string text(Obstacle obstacle) {
 }
 
 NextHopParts::NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus,
-                           OwnerPage neighbours)
+                           OwnerPage neighbours, NumbersInHardware* numbers)
     : interfaces_(interfaces),
       mtuProfiles_(mtuProfiles),
       mtus_(std::move(mtus)),
-      adjacencies_(Adjacencies::kLastNumber, std::move(neighbours)) {}
+      adjacencies_(Adjacencies::kLastNumber, std::move(neighbours),
+                   namedOf(numbers, NumbersInHardware::Kind::neighbour)),
+      numbers_(numbers) {
+  if (numbers_ == nullptr) return;
+  using Kind = NumbersInHardware::Kind;
+  numbers_->listenerIs(Kind::interface, [this](auto slot) { interfaces_.unnamed(slot); });
+  numbers_->listenerIs(Kind::mtuProfile, [this](auto slot) { mtuProfiles_.unnamed(slot); });
+  numbers_->listenerIs(Kind::neighbour, [this](auto number) { adjacencies_.unnamed(number); });
+}
+
+NextHopParts::~NextHopParts() {
+  if (numbers_ == nullptr) return;
+  using Kind = NumbersInHardware::Kind;
+  for (Kind const kind : {Kind::interface, Kind::mtuProfile, Kind::neighbour}) {
+    numbers_->listenerIs(kind, {});
+  }
+}
 
 NextHopParts::Result NextHopParts::use(Identity const& identity) {
   Parts parts;
@@ -41,48 +63,47 @@ NextHopParts::Result NextHopParts::use(Identity const& identity) {
   return {parts};
 }
 
-std::optional<NextHopParts::Parts> NextHopParts::restored(
-    Identity const& identity, SoftAsic::NextHopContents const& contents) {
-  std::uint16_t const number = contents.fields.destination;
-  if (adjacencies_.remembered(number) != identity && adjacencies_.neighbour(number) != identity) {
-    return std::nullopt;
-  }
-  Parts parts;
-  parts.interface = interfaces_.restored(contents.l3Oif1);
-  parts.mtuProfile = mtuProfiles_.restored(contents.mtuProfilePtr);
-  if (!parts.interface || !parts.mtuProfile) return std::nullopt;
-  if (interfaces_.slot(interfaceKey(identity)) != contents.l3Oif1) return std::nullopt;
-  parts.adjacency = adjacencies_.use(identity);
-  auto const record = parts.record<OrviaL3Unicast::IngL3NextHop1Table::Entry>(identity);
-  return SoftAsic::contentsOf(record) == contents ? std::optional(parts) : std::nullopt;
+SoftAsic::NextHopContents NextHopParts::contentsOf(Identity const& identity,
+                                                   std::uint16_t neighbour,
+                                                   std::uint32_t interfaceSlot,
+                                                   std::uint32_t mtuProfileSlot) {
+  SoftAsic::NextHopContents contents;
+  contents.fields.destination = neighbour;
+  contents.fields.forwardingType = forwardingType(identity);
+  contents.fields.l2McL3McL2OifSysDstValid = kDestinationValid;
+  contents.l3Oif1 = static_cast<std::uint16_t>(interfaceSlot);
+  contents.mtuProfilePtr = static_cast<std::uint16_t>(mtuProfileSlot);
+  return contents;
 }
 
-void NextHopParts::forget(std::vector<SoftAsic::NextHopContents> const& inHardware) {
-  std::set<std::uint32_t> interfaces;
-  std::set<std::uint32_t> mtuProfiles;
-  std::set<std::uint32_t> neighbours;
-  for (SoftAsic::NextHopContents const& contents : inHardware) {
-    interfaces.insert(contents.l3Oif1);
-    mtuProfiles.insert(contents.mtuProfilePtr);
-    neighbours.insert(contents.fields.destination);
-  }
-  interfaces_.forget([&](std::uint32_t slot) { return interfaces.contains(slot); });
-  mtuProfiles_.forget([&](std::uint32_t slot) { return mtuProfiles.contains(slot); });
-  adjacencies_.forget([&](std::uint32_t number) { return neighbours.contains(number); });
+std::optional<NextHopParts::Parts> NextHopParts::restored(
+    Identity const& identity, SoftAsic::NextHopContents const& contents) {
+  // All of it before anything is taken: what is taken and given back would be free.
+  std::uint16_t const number = contents.fields.destination;
+  bool const isTheirs = adjacencies_.ownerOf(number) == identity &&
+                        interfaces_.ownerOf(contents.l3Oif1) == interfaceKey(identity) &&
+                        mtuProfiles_.ownerOf(contents.mtuProfilePtr).has_value();
+  bool const isComplete =
+      contents == contentsOf(identity, number, contents.l3Oif1, contents.mtuProfilePtr);
+  if (!isTheirs || !isComplete) return std::nullopt;
+  return Parts{.interface = interfaces_.restored(contents.l3Oif1),
+               .mtuProfile = mtuProfiles_.restored(contents.mtuProfilePtr),
+               .adjacency = adjacencies_.use(identity)};
+}
+
+bool NextHopParts::forget() {
+  bool const interfaces = interfaces_.forget();
+  bool const mtuProfiles = mtuProfiles_.forget();
+  bool const neighbours = adjacencies_.forget();
+  return interfaces || mtuProfiles || neighbours;
 }
 
 std::optional<Identity> NextHopParts::identityOf(SoftAsic::NextHopContents const& contents) const {
   std::optional<Identity> const identity = adjacencies_.neighbour(contents.fields.destination);
   if (!identity) return std::nullopt;
-  SoftAsic::NextHopContents expected;
-  expected.fields.destination = contents.fields.destination;
-  expected.fields.forwardingType = forwardingType(*identity);
-  expected.fields.l2McL3McL2OifSysDstValid = kDestinationValid;
-  auto const pointer = [](std::optional<std::uint32_t> slot) {
-    return static_cast<std::uint16_t>(slot.value_or(0));
-  };
-  expected.l3Oif1 = pointer(interfaces_.slot(interfaceKey(*identity)));
-  expected.mtuProfilePtr = pointer(mtuProfiles_.slot(mtuOf(identity->interfaceIndex())));
+  auto const expected = contentsOf(
+      *identity, contents.fields.destination, interfaces_.slot(interfaceKey(*identity)).value_or(0),
+      mtuProfiles_.slot(mtuOf(identity->interfaceIndex())).value_or(0));
   return contents == expected ? identity : std::nullopt;
 }
 

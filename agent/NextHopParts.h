@@ -15,10 +15,10 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "agent/Adjacencies.h"
 #include "agent/Identity.h"
+#include "agent/NumbersInHardware.h"
 #include "agent/StandInTable.h"
 #include "plugins/soft-asic/Contents.h"
 
@@ -57,9 +57,13 @@ class NextHopParts {
     Obstacle obstacle = Obstacle::none;
   };
 
-  // `neighbours`: where their numbers are kept over a restart.
+  // `neighbours`: where their numbers are kept over a restart. `numbers`: of all three, those that
+  // the hardware names; none: nobody knows.
   NextHopParts(StandInTable& interfaces, StandInTable& mtuProfiles, Mtus mtus = {},
-               OwnerPage neighbours = {});
+               OwnerPage neighbours = {}, NumbersInHardware* numbers = nullptr);
+  ~NextHopParts();
+  NextHopParts(NextHopParts const&) = delete;
+  NextHopParts& operator=(NextHopParts const&) = delete;
 
   // Makes what is not there yet. With an obstacle the parts are empty.
   [[nodiscard]] Result use(Identity const& identity);
@@ -67,8 +71,9 @@ class NextHopParts {
   // has now. Nothing when the row is not one of this identity, as far as is known.
   [[nodiscard]] std::optional<Parts> restored(Identity const& identity,
                                               SoftAsic::NextHopContents const& contents);
-  // Numbers of before that nobody uses and no row of the hardware names are free now.
-  void forget(std::vector<SoftAsic::NextHopContents> const& inHardware);
+  // Numbers of before that nobody uses and no row of the hardware names are free now. Returns
+  // whether there were any.
+  bool forget();
 
   // The identity that a hardware row stands for; nothing when no identity in use would be written
   // like that.
@@ -80,6 +85,11 @@ class NextHopParts {
   // Of the four valid bits, the one for the destination.
   static constexpr std::uint8_t kDestinationValid = 1;
 
+  // What a row of the identity says.
+  [[nodiscard]] static SoftAsic::NextHopContents contentsOf(Identity const& identity,
+                                                            std::uint16_t neighbour,
+                                                            std::uint32_t interfaceSlot,
+                                                            std::uint32_t mtuProfileSlot);
   // How the neighbour is reached, as rows say it: 0 directly, 1 over IPv4, 2 over IPv6.
   [[nodiscard]] static std::uint8_t forwardingType(Identity const& identity);
   // One entry for each interface of each routing instance.
@@ -91,6 +101,7 @@ class NextHopParts {
   StandInTable& mtuProfiles_;
   Mtus mtus_;
   Adjacencies adjacencies_;
+  NumbersInHardware* numbers_;
 };
 
 }  // namespace OrviaL3Agent

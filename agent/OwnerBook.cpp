@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <unordered_map>
 
 #include "agent/PrefixTable.h"
 
@@ -112,8 +114,68 @@ void ownerOf(std::string const& text, std::optional<Identity>& owner) {
   owner = Identity(vrf, family->first, interface, gateway, onlink);
 }
 
-OwnerBook::OwnerBook(std::string path) : path_(std::move(path)) {
-  read();
+// What a file says, line by line.
+struct OwnerBook::Read {
+  std::array<Owners, kKinds> owners;
+  std::array<std::unordered_map<std::string, std::uint32_t>, kKinds> numbers;  // the same
+
+  // Throws as the constructor of a book.
+  explicit Read(std::string const& path) {
+    auto const status = std::filesystem::status(path);
+    if (status.type() == std::filesystem::file_type::not_found) return;
+    if (!std::filesystem::is_regular_file(status)) {
+      throw std::runtime_error(path + ": this is no file of owners: it is no plain file");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw failure(path);
+    std::string const text{std::istreambuf_iterator<char>(file), {}};
+    if (file.bad()) throw failure(path);
+    std::string_view rest = text;
+    for (std::size_t number = 1; !rest.empty(); ++number) {
+      std::size_t const end = rest.find('\n');
+      // Cut off when the process was killed: it never counted. Half a first line is no book.
+      if (end == std::string_view::npos && number > 1) return;
+      std::string_view const line = rest.substr(0, end);
+      bool const isRight =
+          number == 1 ? line == kFirstLine && end != std::string_view::npos : take(line);
+      if (!isRight) {
+        throw std::runtime_error(
+            number == 1 ? fmt::format("{}: this is no file of owners: its first line is not \"{}\"",
+                                      path, kFirstLine)
+                        : fmt::format("{}:{}: this is no line of a file of owners: {}", path,
+                                      number, line));
+      }
+      rest.remove_prefix(end + 1);
+    }
+  }
+
+  // Returns whether it is a line of a book.
+  bool take(std::string_view line) {
+    auto const* const name = std::find(kNames.begin(), kNames.end(), word(line));
+    std::uint32_t number = 0;
+    if (name == kNames.end() || !read(word(line), number)) return false;
+    auto const kind = static_cast<std::size_t>(name - kNames.begin());
+    std::string const owner(line);
+    if (!owner.empty() && !isOwner(static_cast<Kind>(kind), owner)) return false;
+    if (auto const found = owners[kind].find(number); found != owners[kind].end()) {
+      numbers[kind].erase(found->second);
+      owners[kind].erase(found);
+    }
+    if (owner.empty()) return true;
+    // An owner has one number of a kind: the later one.
+    auto const [at, isNew] = numbers[kind].try_emplace(owner, number);
+    if (!isNew) {
+      owners[kind].erase(at->second);
+      at->second = number;
+    }
+    owners[kind].emplace(number, owner);
+    return true;
+  }
+};
+
+void OwnerBook::check(std::string const& path) { Read const read(path); }
+
+OwnerBook::OwnerBook(std::string path) : path_(std::move(path)), owners_(Read(path_).owners) {
   rewrite();
   if (error_) throw std::system_error(*error_);
 }
@@ -123,50 +185,6 @@ OwnerBook::~OwnerBook() { close(); }
 void OwnerBook::close() {
   if (file_ >= 0) ::close(file_);
   file_ = -1;
-}
-
-void OwnerBook::read() {
-  std::ifstream file(path_, std::ios::binary);
-  if (!file) {
-    if (errno == ENOENT) return;
-    throw failure(path_);
-  }
-  std::string const text{std::istreambuf_iterator<char>(file), {}};
-  if (file.bad()) throw failure(path_);
-  std::string_view rest = text;
-  for (std::size_t number = 1; !rest.empty(); ++number) {
-    std::size_t const end = rest.find('\n');
-    // Cut off when the process was killed: it never counted. Half a first line is no book.
-    if (end == std::string_view::npos && number > 1) return;
-    std::string_view const line = rest.substr(0, end);
-    bool const isRight =
-        number == 1 ? line == kFirstLine && end != std::string_view::npos : take(line);
-    if (!isRight) {
-      throw std::runtime_error(
-          number == 1
-              ? fmt::format("{}: this is no file of owners: its first line is not \"{}\"", path_,
-                            kFirstLine)
-              : fmt::format("{}:{}: this is no line of a file of owners: {}", path_, number, line));
-    }
-    rest.remove_prefix(end + 1);
-  }
-}
-
-bool OwnerBook::take(std::string_view line) {
-  auto const* const name = std::find(kNames.begin(), kNames.end(), word(line));
-  std::uint32_t number = 0;
-  if (name == kNames.end() || !OrviaL3Agent::read(word(line), number)) return false;
-  auto const kind = static_cast<std::size_t>(name - kNames.begin());
-  std::string owner(line);
-  if (owner.empty()) {
-    owners_[kind].erase(number);
-    return true;
-  }
-  if (!isOwner(static_cast<Kind>(kind), owner)) return false;
-  // An owner has one number of a kind: the later one.
-  std::erase_if(owners_[kind], [&](auto const& noted) { return noted.second == owner; });
-  owners_[kind].insert_or_assign(number, std::move(owner));
-  return true;
 }
 
 // To be complete under its name or not to be there: first under another one.
@@ -180,7 +198,7 @@ void OwnerBook::rewrite() {
     lines_ += owners_[kind].size();
   }
   std::string const fresh = path_ + ".new";
-  int const file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
+  int const file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600);
   if (file < 0) {
     error_ = failure(fresh);
     return;
@@ -189,6 +207,7 @@ void OwnerBook::rewrite() {
   if (!error_ && std::rename(fresh.c_str(), path_.c_str()) != 0) error_ = failure(path_);
   if (error_) {
     ::close(file);
+    ::unlink(fresh.c_str());
     return;
   }
   file_ = file;
@@ -216,10 +235,11 @@ void OwnerBook::append(std::string const& line) {
   if (lines_ > kMostHistory + 2 * live) rewrite();
 }
 
-void OwnerBook::note(Kind kind, std::uint32_t number, std::string const& owner) {
-  if (file_ < 0) return;
+bool OwnerBook::note(Kind kind, std::uint32_t number, std::string const& owner) {
+  if (file_ < 0) return !error_;
   owners_[static_cast<std::size_t>(kind)].insert_or_assign(number, owner);
   append(lineOf(static_cast<std::size_t>(kind), number, owner));
+  return !error_;
 }
 
 void OwnerBook::strike(Kind kind, std::uint32_t number) {

@@ -5,8 +5,8 @@
 //
 //   auto book = std::make_shared<OwnerBook>("switch.hw.owners");
 //   OwnerPage rows(book, OwnerBook::Kind::row);
-//   rows.note(16384, "vrf 0 inet dev 3 via 10.0.1.2");   // before the row is written
-//   rows.strike(16384);                                  // after it was deleted
+//   if (rows.note(16384, "vrf 0 inet dev 3 via 10.0.1.2")) ...   // before the row is written
+//   rows.strike(16384);                                         // after it was deleted
 //
 // The file is text: a first line that names the format, then a line for each change, the later one
 // counting: "row 16384 vrf 0 inet dev 3 via 10.0.1.2", or "row 16384" when it is nobody's again.
@@ -51,6 +51,8 @@ class OwnerBook {
   // Opens the file, or makes it. Throws std::system_error when that fails, and std::runtime_error,
   // with file and line, when it is something else than a book; it is left as it is then.
   explicit OwnerBook(std::string path);
+  // Throws the same for the file as it is, if it is there, and touches nothing.
+  static void check(std::string const& path);
   ~OwnerBook();
   OwnerBook(OwnerBook const&) = delete;
   OwnerBook& operator=(OwnerBook const&) = delete;
@@ -58,7 +60,8 @@ class OwnerBook {
   [[nodiscard]] Owners const& owners(Kind kind) const {
     return owners_[static_cast<std::size_t>(kind)];
   }
-  void note(Kind kind, std::uint32_t number, std::string const& owner);
+  // Returns whether it is in the file now, or need not be since the book is closed.
+  bool note(Kind kind, std::uint32_t number, std::string const& owner);
   void strike(Kind kind, std::uint32_t number);
   // From here on nothing is written: what ends now ends with the agent and stays in the hardware.
   void close();
@@ -66,9 +69,8 @@ class OwnerBook {
   [[nodiscard]] std::optional<std::system_error> const& error() const { return error_; }
 
  private:
-  void read();
-  // Returns whether it is a line of a book.
-  bool take(std::string_view line);
+  struct Read;
+
   void rewrite();
   void append(std::string const& line);
   void writeAll(int file, std::string const& text);
@@ -91,10 +93,13 @@ class OwnerPage {
   [[nodiscard]] OwnerBook::Owners owners() const {
     return book_ ? book_->owners(kind_) : OwnerBook::Owners();
   }
-  void note(std::uint32_t number, std::string const& owner) const {
-    book_->note(kind_, number, owner);
+  // Without a book, nothing has to be noted. As the book's.
+  [[nodiscard]] bool note(std::uint32_t number, std::string const& owner) const {
+    return !book_ || book_->note(kind_, number, owner);
   }
-  void strike(std::uint32_t number) const { book_->strike(kind_, number); }
+  void strike(std::uint32_t number) const {
+    if (book_) book_->strike(kind_, number);
+  }
 
  private:
   std::shared_ptr<OwnerBook> book_;

@@ -40,6 +40,12 @@ std::shared_ptr<OwnerBook> bookOf(ReplayOptions const& options) {
   return std::make_shared<OwnerBook>(options.ownersFile());
 }
 
+// A file of owners that is none is found out before the hardware's file is made.
+ReplayOptions const& checked(ReplayOptions const& options) {
+  if (!options.hardwareFile.empty()) OwnerBook::check(options.ownersFile());
+  return options;
+}
+
 // Found out before the work is done. Leaves the file as it is.
 void requireWritable(char const* option, std::string const& path) {
   if (path.empty()) return;
@@ -53,14 +59,22 @@ void requireWritable(char const* option, std::string const& path) {
 }  // namespace
 
 Replay::Replay(ReplayOptions const& options, TableSource const& source)
-    : options_(options),
+    : options_(checked(options)),
       hardware_(options),
+      numbers_(hardware_.device()),
       book_(bookOf(options)),
       interfaces_(loop_, options.interfaceDelay, StandInTable::kLastSlot,
-                  OwnerPage(book_, OwnerBook::Kind::interface)),
+                  OwnerPage(book_, OwnerBook::Kind::interface),
+                  [this](std::uint32_t slot) {
+                    return numbers_.isNamed(NumbersInHardware::Kind::interface, slot);
+                  }),
       mtuProfiles_(loop_, options.mtuDelay, StandInTable::kLastSlot,
-                   OwnerPage(book_, OwnerBook::Kind::mtuProfile)),
-      parts_(interfaces_, mtuProfiles_, options.mtus, OwnerPage(book_, OwnerBook::Kind::neighbour)),
+                   OwnerPage(book_, OwnerBook::Kind::mtuProfile),
+                   [this](std::uint32_t slot) {
+                     return numbers_.isNamed(NumbersInHardware::Kind::mtuProfile, slot);
+                   }),
+      parts_(interfaces_, mtuProfiles_, options.mtus, OwnerPage(book_, OwnerBook::Kind::neighbour),
+             &numbers_),
       mapping_(
           makeTables(source), parts_, hardware_,
           std::make_shared<RowKey::Rows>(options.firstRow.value_or(options.firstIngressRow()),
@@ -149,12 +163,7 @@ void Replay::happen(Event const& event) {
 // The stream is back and has said all; what is not asked for by now has a little longer.
 void Replay::release() {
   mapping_.release();
-  std::vector<SoftAsic::NextHopContents> inHardware;
-  SoftAsic::NextHopDeviceTable const& rows = hardware_.device().nextHops();
-  for (std::uint32_t row = 0; row < rows.rows(); ++row) {
-    if (rows.row(row).contents) inHardware.push_back(*rows.row(row).contents);
-  }
-  parts_.forget(inHardware);
+  parts_.forget();
 }
 
 bool Replay::turn() {
@@ -208,6 +217,7 @@ std::string Replay::progressText() const {
 
 Differences Replay::differences() const {
   Wanted wanted = model_.value().wanted(mapping_.groups().downInterfaces(), options_.maxWidth);
+  wanted.heldRows = mapping_.ingress().heldRows();
   // Right as well: what holders keep because its successor is not in force.
   for (Mapping::Kept const& kept : mapping_.kept()) {
     if (kept.hop) wanted.keep(*kept.hop);
@@ -218,12 +228,27 @@ Differences Replay::differences() const {
   });
 }
 
+std::vector<std::string> Replay::otherUtilities() const {
+  std::vector<std::string> others;
+  auto const add = [&others](auto const& table) {
+    std::string const name = table->util()->name();
+    if (name == SoftAsic::IngL3NextHop1Wiring::name()) return;
+    others.push_back(fmt::format("{} by {}", table->fwkType().name(), name));
+  };
+  add(mapping_.tables().ingress);
+  add(mapping_.tables().ecmp);
+  add(mapping_.tables().members);
+  add(mapping_.tables().groups);
+  return others;
+}
+
 Report Replay::report() const {
   Report report = reportOf(mapping_, hardware_);
   report.file = options_.file;
   report.fileSize = input_.size();
   report.turns = loop_.now();
   report.stream = counts_;
+  report.otherUtilities = otherUtilities();
   report.interfaces = interfaces_.size();
   report.interfacesPeak = interfaces_.peak();
   if (book_) {

@@ -99,6 +99,7 @@ class Replay final : private StreamInput::Consumer {
   void bringUp(TableSource const& source);
   void release();
   void sample();
+  [[nodiscard]] std::vector<std::string> otherUtilities() const;
   [[nodiscard]] std::string progressText() const;
 
   ReplayOptions options_;
@@ -107,6 +108,7 @@ class Replay final : private StreamInput::Consumer {
   std::optional<SoftAsic::Journal> journal_;
   RowsInForce rowsInForce_;
   Hardware hardware_;
+  NumbersInHardware numbers_;
   // The hardware's file, which only one process has open, is open by now.
   std::shared_ptr<OwnerBook> book_;
   StandInTable interfaces_;

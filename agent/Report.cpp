@@ -327,6 +327,9 @@ std::string text(Report const& report) {
        counted(report.fileSize, "byte"), counted(stream.frames, "frame"),
        counted(stream.messages, "message"), counted(report.turns, "turn"));
   if (report.error) line("Stopped at a fault of the stream: {}", *report.error);
+  for (std::string const& other : report.otherUtilities) {
+    line("Not simulated {}: what is said here of hardware knows nothing of its rows", other);
+  }
   line("Messages      {}, {}, {}, {} of ids; {}, {}; {} skipped",
        counted(stream.nextHops, "next hop"), counted(stream.groups, "group"),
        counted(stream.blackholes, "blackhole"),

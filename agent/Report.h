@@ -84,6 +84,8 @@ struct Report {
   GroupReport groups;
   TableUse ingressTable;
 
+  // Tables whose utility is not the simulated hardware's, and whose: nothing here knows their rows.
+  std::vector<std::string> otherUtilities;
   std::optional<RestartReport> restart;  // with a hardware that outlives the agent
 
   std::size_t interfaces = 0;      // in use at the end

@@ -30,9 +30,10 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
   static Vek::Ptr<RowKey> rowKeyIs(std::shared_ptr<Rows> const& rows, Identity const& identity) {
     return made(rows, rows->take(identity));
   }
-  // A key for this row, which the hardware holds for nobody knows whom; empty when it is taken.
+  // A key for this row, which the hardware holds for nobody knows whom. It may be outside of the
+  // rows that there are for keys now.
   static Vek::Ptr<RowKey> strangerKeyIs(std::shared_ptr<Rows> const& rows, std::uint32_t row) {
-    return made(rows, rows->reserve(row) ? std::optional(row) : std::nullopt);
+    return made(rows->reserve(row) ? rows : nullptr, row);
   }
 
   ~RowKey() override { rowDel(); }
@@ -41,7 +42,8 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
   // written under the key any more: an answer of the hardware that is still on its way may keep the
   // key itself alive, and the row need not wait for it.
   void rowDel() {
-    if (row_) rows_->giveBack(*std::exchange(row_, std::nullopt));
+    if (row_ && rows_) rows_->giveBack(*row_);
+    row_.reset();
   }
 
  private:
@@ -57,7 +59,7 @@ class RowKey final : public Vek::Tracked<RowKey, Asic::SwTable::EntryHandle> {
     entryStateIs(Asic::HwTable::success());
   }
 
-  std::shared_ptr<Rows> rows_;
+  std::shared_ptr<Rows> rows_;        // none: the row is none of these
   std::optional<std::uint32_t> row_;  // until it was given back
 };
 

@@ -30,8 +30,10 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
 };
 
 StandInTable::StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
-                           std::uint32_t lastSlot, OwnerPage page)
-    : loop_(loop), delay_(delay), slots_(kFirstSlot, lastSlot, std::move(page)) {}
+                           std::uint32_t lastSlot, OwnerPage page, Numbering<Key>::IsNamed isNamed)
+    : loop_(loop),
+      delay_(delay),
+      slots_(kFirstSlot, lastSlot, std::move(page), std::move(isNamed)) {}
 
 StandInTable::~StandInTable() {
   for (auto& [key, entry] : entries_) {
@@ -46,20 +48,22 @@ Vek::Ptr<StandInTable::Entry> StandInTable::make(Key key) {
   Vek::Ptr<Entry> entry(new Entry(*this, key, *slot));
   entry->hasNotificationActiveIs(true);
   entries_.emplace(key, entry.get());
+  keys_.emplace(*slot, key);
   peak_ = std::max(peak_, entries_.size());
   return entry;
 }
 
+std::optional<StandInTable::Key> StandInTable::ownerOf(std::uint32_t slot) const {
+  auto const found = keys_.find(slot);
+  return found == keys_.end() ? slots_.remembered(slot) : std::optional(found->second);
+}
+
 StandInTable::Handle StandInTable::restored(std::uint32_t slot) {
-  if (std::optional<Key> const key = slots_.remembered(slot)) {
-    Vek::Ptr<Entry> const entry = make(*key);
-    program(*key);
-    return entry;
-  }
-  auto const found = std::find_if(entries_.begin(), entries_.end(), [slot](auto const& keyed) {
-    return keyed.second->slot() == slot;
-  });
-  return found == entries_.end() ? Handle() : Handle(found->second);
+  Key const key = ownerOf(slot).value();
+  if (auto const found = entries_.find(key); found != entries_.end()) return found->second;
+  Vek::Ptr<Entry> const entry = make(key);
+  program(key);
+  return entry;
 }
 
 StandInTable::Handle StandInTable::entry(Key key) {
@@ -86,7 +90,8 @@ void StandInTable::program(Key key) {
 void StandInTable::entryDel(Entry const& entry) {
   if (entry.timer()) loop_.timerDel(*entry.timer());
   entries_.erase(entry.key());
-  slots_.giveBack(entry.slot());
+  keys_.erase(entry.slot());
+  slots_.giveBack(entry.slot(), entry.key());
 }
 
 std::optional<std::uint32_t> StandInTable::slot(Key key) const {

@@ -40,9 +40,11 @@ class StandInTable {
   static constexpr std::uint32_t kLastSlot = 0xFFFE;
 
   // `delay`: turns from the first use to the programming; 0 is within the first use, nothing is
-  // never. `page`: where slots are kept over a restart.
+  // never. `page`: where slots are kept over a restart. `isNamed`: whether a row of the hardware
+  // names a slot; one that is named is never free.
   StandInTable(EventLoop& loop, std::optional<EventLoop::Turn> delay,
-               std::uint32_t lastSlot = kLastSlot, OwnerPage page = {});
+               std::uint32_t lastSlot = kLastSlot, OwnerPage page = {},
+               Numbering<Key>::IsNamed isNamed = {});
   ~StandInTable();
   StandInTable(StandInTable const&) = delete;
   StandInTable& operator=(StandInTable const&) = delete;
@@ -50,14 +52,14 @@ class StandInTable {
   // Finds or makes the entry; empty when every slot is taken.
   [[nodiscard]] Handle entry(Key key);
 
-  // The entry that had the slot before a restart, programmed at once as it was then. Empty when
-  // nobody is known to have had it.
+  // Whose slot it is, or was before a restart as far as is known.
+  [[nodiscard]] std::optional<Key> ownerOf(std::uint32_t slot) const;
+  // The entry of before, programmed at once as it was then. Requires an owner of the slot.
   [[nodiscard]] Handle restored(std::uint32_t slot);
-  // Slots of before that nobody uses are free now, but for those that keep(slot) wants kept on.
-  template <class Keep>
-  void forget(Keep&& keep) {
-    slots_.forget(std::forward<Keep>(keep));
-  }
+  // Slots of before that nobody uses and no row names are free now. Returns whether there were any.
+  bool forget() { return slots_.forget(); }
+  // No row names the slot any longer.
+  void unnamed(std::uint32_t slot) { slots_.unnamed(slot); }
 
   // The slot of the entry, or nothing when it is not in use; it may not be programmed yet.
   [[nodiscard]] std::optional<std::uint32_t> slot(Key key) const;
@@ -76,6 +78,7 @@ class StandInTable {
   std::optional<EventLoop::Turn> delay_;
   Numbering<Key> slots_;
   std::map<Key, Entry*> entries_;
+  std::map<std::uint32_t, Key> keys_;  // of these, by slot
   std::size_t peak_ = 0;
 };
 

@@ -63,6 +63,8 @@ struct Wanted {
   std::vector<Group> groups;                  // by the paths asked for
   std::set<Identity> ecmp;                    // of the groups' paths
   std::map<Identity, std::uint64_t> ingress;  // and how many routes name them directly
+  // Rows of the ingress table that nobody is asked about: see IngressNextHops::heldRows().
+  std::set<std::uint32_t> heldRows;
   Counts counts;
   std::size_t kept = 0;  // of the groups and ingress identities
 

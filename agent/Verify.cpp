@@ -90,6 +90,8 @@ class Verification {
     std::erase_if(ecmp_, [&](auto const& row) {
       return isFromBefore(device_.ecmpNextHops().row(row.first));
     });
+    differences_.fromBefore += std::erase_if(
+        ingress_, [&](auto const& row) { return wanted_.heldRows.contains(row.first); });
     walkGroups();
     compareGroups();
     std::map<Identity, std::uint64_t> ecmp;
@@ -321,8 +323,8 @@ std::string text(Differences const& differences) {
   add(notAsked.withoutInterface, "route", "without an interface");
   if (!rest.empty()) lines += "not in hardware by nature: " + rest + "\n";
   if (differences.fromBefore > 0) {
-    lines += fmt::format("left from before the restart: {} for groups\n",
-                         plural(differences.fromBefore, "row"));
+    lines +=
+        fmt::format("left from before the restart: {}\n", plural(differences.fromBefore, "row"));
   }
   std::string const found = all == 0 ? "no difference" : plural(all, "difference");
   std::string const kept =

@@ -43,8 +43,8 @@ struct Differences {
   std::size_t verifiedIngressNextHops = 0;
   Wanted::Counts notAsked;  // what can have no row
   std::size_t kept = 0;     // groups and ingress next hops that only wait to be replaced
-  // Rows for groups from before a restart, which nobody has written since: nobody asks for them,
-  // and they are left out of the comparison.
+  // Rows from before a restart that nobody asks for, and that are left out of the comparison: for
+  // groups, which nobody has written since, and of next hops that are held.
   std::size_t fromBefore = 0;
 
   [[nodiscard]] bool empty() const { return lines.empty(); }

@@ -243,6 +243,14 @@ TEST(CommandLine, TakesTwoJournals) {
   EXPECT_EQ(options.second, other.path());
 }
 
+TEST(CommandLine, HoldsNextHopsOfAHardwareFileOnly) {
+  std::vector<std::string> const arguments{"replay", kStream, "--hold", "5"};
+  Leave const leave = std::get<Leave>(parsed(arguments));
+  EXPECT_EQ(leave.exitCode, kExitUsage);
+  EXPECT_EQ(leave.error.rfind("orvia-l3-agent: --hold requires --hardware-file\n", 0), 0U)
+      << leave.error;
+}
+
 TEST(CommandLine, ShowsHelpWithExamples) {
   struct {
     std::vector<std::string> arguments;
@@ -251,7 +259,7 @@ TEST(CommandLine, ShowsHelpWithExamples) {
       {{"--help"},
        {"Examples:\n", "orvia-l3-agent compare ",
         "Exit codes: 0 done, 1 the stream or a file is at fault, 2 wrong usage, 3 "}},
-      {{"replay", "--help"}, {"Examples:\n", "Exit codes: 0 done, 1 ", "2 wrong\nusage, 3 "}},
+      {{"replay", "--help"}, {"Examples:\n", "Exit codes: 0 done, 1 ", "2 wrong usage, 3 "}},
       {{"ring", "--help"}, {"Example:\n", "orvia-l3-agent ring trace.ring\n"}},
       {{"compare", "--help"}, {"Example:\n", "Exit code 3 when one of them is not so.\n"}},
   };

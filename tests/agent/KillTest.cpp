@@ -83,7 +83,10 @@ class Kill : public ::testing::TestWithParam<Killed> {
                               " --routes --verify" + (clears ? " --check-forwarding" : ""));
     EXPECT_EQ(ended.exitCode, 0) << ended.output << ended.error;
     EXPECT_TRUE(contains(ended.output, "verified: no difference"));
+    // An owner is noted before his row is written, and struck after it is gone.
+    EXPECT_TRUE(contains(ended.output, "held; 0 without an owner"));
     EXPECT_EQ(routesOf(ended.output), routesOf(undisturbed_.output));
+    EXPECT_TRUE(contains(ended.output, "\n  left        "));
     if (clears) {
       EXPECT_TRUE(
           contains(ended.output, "left        0 next-hop rows, 0 member rows, 0 group rows"));

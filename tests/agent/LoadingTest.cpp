@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "OrviaL3Unicast/L3EcmpGroupTable.h"
+#include "Vek/PlatformModules.h"
 #include "agent/AgentModule.h"
 #include "agent/TableSource.h"
 #include "tests/agent/AgentProcess.h"
@@ -263,6 +264,38 @@ TEST(Loading, ABrokenPluginIsNamedWithTheReason) {
   EXPECT_EQ(lines(ended.error), 2U) << ended.error;
 }
 
+TEST(Loading, APluginInTheDirectoryOfAnotherTableIsNamedWithWhatItAnnounced) {
+  Root root;
+  root.addSoftAsic();
+  fs::path const misplaced = root.directory("L3EcmpMemberTable") / "a-copy.so";
+  fs::remove(root.module("L3EcmpMemberTable"));
+  fs::copy_file(root.module("EcmpIngL3NextHop1Table"), misplaced);
+  Ended const ended = agent(root.option() + "replay " + stream("forms.0.fpm"));
+  EXPECT_EQ(ended.exitCode, 1);
+  // The copy comes too late in the one directory, and brings nothing in the other.
+  EXPECT_EQ(ended.error,
+            "orvia-l3-agent: OrviaL3Unicast::L3EcmpMemberTable has no utility: looked in " +
+                root.directory("L3EcmpMemberTable").string() + "\n" + misplaced.string() +
+                ": announced OrviaL3Unicast::EcmpIngL3NextHop1Table, which already has the utility "
+                "of " +
+                root.module("EcmpIngL3NextHop1Table").string() + "\n");
+}
+
+TEST(Loading, APluginThatAnnouncesNoUtilityForItsDirectoryIsPointedOut) {
+  Root root;
+  root.addSoftAsic();
+  // The first directory that is looked into: the copy is not late there.
+  fs::remove(root.module("L3EcmpGroupTable"));
+  fs::copy_file(root.module("IngL3NextHop1Table"), root.module("L3EcmpGroupTable"));
+  Ended const ended = agent(root.option() + "replay " + stream("forms.0.fpm"));
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_EQ(ended.error,
+            "orvia-l3-agent: OrviaL3Unicast::L3EcmpGroupTable has no utility: looked in " +
+                root.directory("L3EcmpGroupTable").string() + "\n" +
+                root.module("L3EcmpGroupTable").string() +
+                ": announced OrviaL3Unicast::IngL3NextHop1Table, no utility for this table\n");
+}
+
 TEST(Loading, CommandsWithoutTablesNeedNoPlugins) {
   TemporaryFile const journal("1 member remove row 4: taken\n");
   Ended const ended = agent("--plugin-root /no-such-folder compare '" + journal.path() + "' '" +
@@ -283,16 +316,32 @@ TEST(Loading, WrongUsageOfTheOptionsIsWrongUsage) {
   }
 }
 
+// What the factory of a utility throws, or nothing.
+std::string reasonAgainst(OrviaAsicUtils::UtilCreate create, OrviaAsicUtils::SwTable& table) {
+  try {
+    create(table);
+    return "";
+  } catch (TableSourceError const& error) {
+    return error.what();
+  }
+}
+
 TEST(Loading, AUtilityOfTheSoftAsicIsOnlyMadeWhileItsDeviceIsAttached) {
   auto const table = OrviaL3Unicast::L3EcmpGroupTable::L3EcmpGroupTableIs();
   OrviaAsicUtils::UtilCreate const create = pluginUtilOf(*table);
   ASSERT_NE(create, nullptr);
-  EXPECT_THROW(create(*table), std::logic_error);
+  std::string const outside =
+      "OrviaL3Unicast::L3EcmpGroupTable: its utility from " +
+      OrviaAsicUtils::utilFactory("OrviaL3Unicast::L3EcmpGroupTable")->origin +
+      " could not be made: the utilities of the simulated ASIC are made by SoftDevice::attach, and "
+      "no device is attaching a table; who wants the utilities of another plug-in sets the plug-in "
+      "root";
+  EXPECT_EQ(reasonAgainst(create, *table), outside);
   SoftAsic::SoftDevice const device({}, SoftAsic::AnswerQueue::Delivery::atOnce);
   device.attach(*table, create);
   ASSERT_NE(table->util(), nullptr);
   EXPECT_EQ(table->maxIndex(), 16383U);
-  EXPECT_THROW(create(*table), std::logic_error);
+  EXPECT_EQ(reasonAgainst(create, *table), outside);
 }
 
 TEST(Loading, APluginThatMakesNoUtilityIsRefusedBeforeTheTableIsTouched) {
@@ -314,6 +363,38 @@ TEST(Loading, APluginThatMakesNoUtilityIsRefusedBeforeTheTableIsTouched) {
 struct OtherTable : OrviaAsicUtils::SwTable {
   OtherTable() : SwTable("other") {}
 };
+
+// A table of its own name, whose utility is made as the test says.
+struct TableOf : OrviaAsicUtils::SwTable {
+  TableOf() : SwTable("of the test") {}
+  [[nodiscard]] Vek::VekType fwkType() const override;
+};
+constexpr Vek::VekTypeInfo testTypes[] = {
+    {1,
+     "LoadingTest::Table",
+     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTable},
+     nullptr,
+     nullptr}};
+constinit Vek::VekModule const testModule{"LoadingTest", testTypes};
+Vek::VekType TableOf::fwkType() const { return {&testModule, 1}; }
+
+TEST(Loading, AUtilityThatCannotBeMadeIsNamedWithTableAndFile) {
+  static Vek::Ptr<OrviaAsicUtils::SwTableUtil> (*making)();
+  ASSERT_TRUE(OrviaAsicUtils::utilFactoryIs(
+      {"LoadingTest::Table", [](OrviaAsicUtils::SwTable&) { return making(); }, "/root/chip.so"}));
+  Vek::Ptr<TableOf> const table = new TableOf;
+  OrviaAsicUtils::UtilCreate const create = pluginUtilOf(*table);
+  std::string const failed =
+      "LoadingTest::Table: its utility from /root/chip.so could not be made: ";
+  making = []() -> Vek::Ptr<OrviaAsicUtils::SwTableUtil> {
+    throw std::runtime_error("no memory on chip");
+  };
+  EXPECT_EQ(reasonAgainst(create, *table), failed + "no memory on chip");
+  making = []() -> Vek::Ptr<OrviaAsicUtils::SwTableUtil> { throw 7; };
+  EXPECT_EQ(reasonAgainst(create, *table), failed + "it threw something that is no std::exception");
+  making = []() -> Vek::Ptr<OrviaAsicUtils::SwTableUtil> { return {}; };
+  EXPECT_EQ(reasonAgainst(create, *table), failed + "it made none");
+}
 
 TEST(Loading, ATableThatNobodyLoadsPluginsForIsNamed) {
   Vek::Ptr<OtherTable> const table = new OtherTable;

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -228,13 +230,70 @@ TEST_F(NumberingTest, ForgetsWhoDidNotComeBack) {
   Numbers numbers(1, 3, page());
   EXPECT_EQ(numbers.take(100), std::nullopt);
   EXPECT_EQ(numbers.take(70), 1U);
-  numbers.forget([](std::uint32_t number) { return number == 3; });
-  EXPECT_EQ(numbers.take(80), 2U);  // as anybody would
-  EXPECT_EQ(numbers.take(100), std::nullopt);
-  EXPECT_EQ(numbers.take(90), 3U);
+  EXPECT_TRUE(numbers.forget());
+  EXPECT_FALSE(numbers.forget());
+  EXPECT_EQ(numbers.take(100), 2U);
+  EXPECT_EQ(numbers.take(80), 3U);
+  EXPECT_EQ(numbers.take(90), std::nullopt);
   EXPECT_EQ(content(), firstLine +
                            "interface 1 70\ninterface 2 80\ninterface 3 90\ninterface 2\n"
-                           "interface 2 80\n");
+                           "interface 3\ninterface 2 100\ninterface 3 80\n");
+}
+
+TEST_F(NumberingTest, GivesNoNumberThatCannotBeNoted) {
+  auto const book = std::make_shared<OwnerBook>(path());
+  EXPECT_EXIT(
+      {
+        Numbers numbers(1, 3, OwnerPage(book, Kind::interface));
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{};
+        limit.rlim_cur = limit.rlim_max = firstLine.size() + 4;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        bool const isNone = !numbers.take(70) && !numbers.take(80) && book->error();
+        std::_Exit(isNone ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+// --- Numbers that the hardware names.
+
+TEST_F(NumberingTest, KeepsANumberThatTheHardwareStillNames) {
+  std::set<std::uint32_t> named;
+  Numbers numbers(1, 3, page(), [&](std::uint32_t number) { return named.contains(number); });
+  numbers.forget();
+  EXPECT_EQ(numbers.take(70), 1U);
+  EXPECT_EQ(numbers.take(80), 2U);
+  named = {1};
+  numbers.giveBack(1, 70);
+  numbers.giveBack(2, 80);
+  EXPECT_EQ(numbers.take(90), 2U);
+  EXPECT_EQ(numbers.take(100), 3U);
+  EXPECT_EQ(numbers.take(110), std::nullopt);
+  EXPECT_EQ(numbers.take(70), 1U);  // its own
+  numbers.giveBack(1, 70);
+  EXPECT_EQ(OwnerBook(path()).owners(Kind::interface).at(1), "70");
+  named = {};
+  numbers.unnamed(1);
+  EXPECT_EQ(numbers.take(110), 1U);
+}
+
+TEST_F(NumberingTest, KeepsANumberOfBeforeForItsOwnerThoughNoRowNamesItYet) {
+  contentIs(firstLine + "interface 1 70\n");
+  Numbers numbers(1, 3, page(), [](std::uint32_t) { return false; });
+  numbers.unnamed(1);
+  EXPECT_EQ(numbers.take(80), 2U);
+  EXPECT_EQ(numbers.take(70), 1U);
+}
+
+TEST_F(NumberingTest, TakesNoNumberThatANobodysRowNames) {
+  std::set<std::uint32_t> named{1, 3, 9};
+  Numbers numbers(1, 4, page(), [&](std::uint32_t number) { return named.contains(number); });
+  EXPECT_EQ(numbers.take(70), 2U);
+  EXPECT_EQ(numbers.take(80), 4U);
+  EXPECT_EQ(numbers.take(90), std::nullopt);
+  named = {1};
+  numbers.unnamed(3);
+  EXPECT_EQ(numbers.take(90), 3U);
 }
 
 TEST_F(NumberingTest, DropsWhatIsOutsideItsRange) {

@@ -1,13 +1,17 @@
 // A program that ends, and the next one on the same hardware.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "agent/OwnerBook.h"
+#include "agent/Replay.h"
 #include "plugins/soft-asic/SoftDevice.h"
 #include "tests/agent/RestartFiles.h"
 
@@ -136,6 +140,72 @@ TEST_F(Restart, FreesRowsForWhoeverHadNone) {
   EXPECT_TRUE(contains(output, "2 other next hops verified: no difference"));
 }
 
+TEST_F(Restart, FreesRowsThatWereNeverWritten) {
+  // Two keys were given out, and their interfaces were never there.
+  replay(one_ + two_, "--rows 4 --ecmp-rows 2 --interface-delay never");
+  std::string const output = done(one_ + three_, "--rows 4 --ecmp-rows 2");
+  EXPECT_TRUE(contains(output, "2 other next hops verified: no difference"));
+}
+
+TEST_F(Restart, RemovesRowsOutsideOfWhereKeysAreNow) {
+  done(one_ + two_);
+  std::string const output = done(one_ + two_, "--first-row 20000");
+  EXPECT_TRUE(contains(output,
+                       "2 next hops of routes found: 0 used again, 2 removed, 0 held; 2 "
+                       "without an owner"));
+  auto const rows = nextHops();
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows.begin()->first, 20000U);
+}
+
+TEST_F(Restart, GivesNoNumberThatARowWithoutAnOwnerNames) {
+  done(one_ + two_);
+  auto const before = nextHops();
+  std::filesystem::remove(files_.owners());
+  // The stream is not over, so both rows are held.
+  std::string const output = done(three_ + one_, "--until 2");
+  EXPECT_TRUE(contains(output, "0 used again, 0 removed, 2 held; 2 without an owner"));
+  EXPECT_TRUE(contains(output, "left from before the restart: 2 rows\n"));
+  auto const after = nextHops();
+  ASSERT_EQ(after.size(), 3U);
+  for (auto const& [row, contents] : before) {
+    EXPECT_EQ(after.at(row), contents);
+    EXPECT_NE(after.rbegin()->second.l3Oif1, contents.l3Oif1);
+    EXPECT_NE(after.rbegin()->second.fields.destination, contents.fields.destination);
+  }
+}
+
+TEST_F(Restart, GivesNoNumberThatARowLeftInPlaceNames) {
+  files_.clearOnRestartIs(false);
+  Bytes const group = announce(11, 3, "10.0.3.1") + announce(12, 4, "10.0.4.1") +
+                      announceGroup(20, {{11, 0}, {12, 0}}) + routeTo(20);
+  done(group);
+  auto const before = nextHops();
+  // Its neighbour and interface come back and go again.
+  done(one_ + withdrawRouteTo(1) + withdraw(1) + announceRouted(7, 7, "10.0.7.1"));
+  auto const after = nextHops();
+  ASSERT_EQ(after.size(), 3U);
+  for (auto const& [row, contents] : before) {
+    EXPECT_EQ(after.at(row), contents);
+    EXPECT_NE(after.rbegin()->second.l3Oif1, contents.l3Oif1);
+    EXPECT_NE(after.rbegin()->second.fields.destination, contents.fields.destination);
+  }
+}
+
+TEST_F(Restart, GivesNoNumberThatARefusedWriteLeftInARow) {
+  done(one_ + two_, "--mtu 4=9000");
+  auto const before = nextHops();
+  Ended const refused = replay(one_ + two_, "--mtu 4=4000 --refuse-row 16385");
+  EXPECT_EQ(refused.exitCode, 3) << refused.output;
+  EXPECT_EQ(nextHops(), before);
+  done(three_ + one_, "--until 2 --mtu 4=4000 --mtu 5=5000");
+  auto const after = nextHops();
+  ASSERT_EQ(after.size(), 3U);
+  EXPECT_EQ(after.at(firstRow + 1), before.at(firstRow + 1));
+  EXPECT_NE(after.at(firstRow + 2).mtuProfilePtr, before.at(firstRow + 1).mtuProfilePtr);
+  EXPECT_NE(after.at(firstRow + 2).l3Oif1, before.at(firstRow + 1).l3Oif1);
+}
+
 TEST_F(Restart, WritesWhatIsAskedForInAnotherWay) {
   done(one_ + two_);
   auto const before = nextHops();
@@ -174,7 +244,7 @@ TEST_F(Restart, ClearsTheRowsForGroupsUnlessToldNotTo) {
   done(group);
   std::string const kept = done(one_);
   EXPECT_TRUE(contains(kept, "left        2 next-hop rows, 2 member rows, 1 group row for groups"));
-  EXPECT_TRUE(contains(kept, "left from before the restart: 5 rows for groups\n"));
+  EXPECT_TRUE(contains(kept, "left from before the restart: 5 rows\n"));
   // Until somebody writes them.
   EXPECT_TRUE(contains(done(group), "left        0 next-hop rows, 0 member rows, 0 group rows"));
 }
@@ -279,6 +349,90 @@ TEST_F(Restart, TakesNoRowForAnOwnerWhoseNumbersAreSomebodyElses) {
   EXPECT_TRUE(contains(output, "2 other next hops verified: no difference"));
 }
 
+TEST_F(Restart, TakesNoRowForAnOwnerWhoseInterfaceIsSomebodyElses) {
+  done(one_ + two_);
+  std::string owners = contentOf(files_.owners());
+  for (auto const& [line, other] :
+       {std::pair<std::string, std::string>{"interface 1 3\n", "interface 1 4\n"},
+        {"interface 2 4\n", "interface 2 3\n"}}) {
+    ASSERT_NE(owners.find(line), std::string::npos) << owners;
+    owners.replace(owners.find(line), line.size(), other);
+  }
+  std::ofstream(files_.owners()) << owners;
+  std::string const output = done(one_ + two_);
+  EXPECT_TRUE(contains(output,
+                       "2 next hops of routes found: 0 used again, 2 removed, 0 held; 2 "
+                       "without an owner"));
+  EXPECT_TRUE(contains(output, "2 other next hops verified: no difference"));
+}
+
+TEST_F(Restart, TakesNoRowWhoseMtuProfileIsNobodys) {
+  done(one_ + two_, "--mtu 4=9000");
+  std::string owners = contentOf(files_.owners());
+  std::string const line = "mtu-profile 2 9000\n";
+  ASSERT_NE(owners.find(line), std::string::npos) << owners;
+  owners.erase(owners.find(line), line.size());
+  std::ofstream(files_.owners()) << owners;
+  EXPECT_TRUE(contains(done(one_ + two_), "1 used again, 1 removed, 0 held; 1 without an owner"));
+}
+
+// Follows what the file of owners says while rows come and go.
+class OwnersFollowed final : public SoftAsic::CallObserver {
+ public:
+  explicit OwnersFollowed(std::string owners) : owners_(std::move(owners)) {}
+  void callIs(SoftAsic::Call const& call) override {
+    if (call.table != SoftAsic::TableId::ingressNextHops) return;
+    std::string const name = "\nrow " + std::to_string(call.row);
+    std::string const text = contentOf(owners_);
+    std::size_t const last = std::max(text.rfind(name + " ") + 1, text.rfind(name + "\n") + 1);
+    EXPECT_NE(last, 0U) << "row " << call.row << " was never noted";
+    EXPECT_EQ(text.at(last + name.size() - 1), ' ') << "row " << call.row << " is struck";
+    ++(call.kind == SoftAsic::Call::Kind::write ? writes : removals);
+  }
+
+  int writes = 0;
+  int removals = 0;
+
+ private:
+  std::string owners_;
+};
+
+TEST_F(Restart, NotesAnOwnerBeforeHisRowIsWrittenAndStrikesHimAfterItIsGone) {
+  TemporaryFile const file(one_ + two_ + withdrawRouteTo(1) + three_ + withdrawRouteTo(2) +
+                           routeTo(1));
+  ReplayOptions options;
+  options.file = file.path();
+  options.hardwareFile = files_.hardware();
+  options.slice = 1;
+  OwnersFollowed followed(files_.owners());
+  Replay replay(options);
+  replay.hardware().device().observerIs(&followed);
+  while (replay.turn()) {
+  }
+  replay.hardware().device().observerDel(&followed);
+  EXPECT_EQ(followed.writes, 4);
+  EXPECT_EQ(followed.removals, 2);
+}
+
+TEST_F(Restart, TakesNotMuchLongerThanTheFirstStart) {
+  Bytes many;
+  for (std::uint32_t id = 1; id <= 12000; ++id) {
+    many += announceRouted(
+        id, 1 + id % 2000,
+        ("10.200." + std::to_string(id >> 8U) + "." + std::to_string(id & 0xFFU)).c_str());
+  }
+  TemporaryFile const file(many);
+  auto const run = [&] {
+    auto const start = std::chrono::steady_clock::now();
+    Ended const ended = agent("replay '" + file.path() + "' --slice 1000" + files_.options());
+    EXPECT_EQ(ended.exitCode, 0) << ended.error;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  };
+  double const first = run();
+  double const again = run();
+  EXPECT_LT(again, 4 * first);
+}
+
 TEST_F(Restart, TouchesNoRowWhenATableIsNotToBeHad) {
   done(one_ + announce(11, 3, "10.0.3.1") + announce(12, 4, "10.0.4.1") +
        announceGroup(20, {{11, 0}, {12, 0}}) + routeTo(20));
@@ -289,6 +443,28 @@ TEST_F(Restart, TouchesNoRowWhenATableIsNotToBeHad) {
       agent("--plugin-root /nowhere replay '" + file.path() + "'" + files_.options());
   EXPECT_EQ(ended.exitCode, 1);
   EXPECT_EQ(nextHops(), before);
+}
+
+TEST_F(Restart, MakesNoHardwareBesideOwnersThatItCannotRead) {
+  std::filesystem::create_directory(files_.owners());
+  Ended const directory = replay(one_);
+  EXPECT_EQ(directory.exitCode, 1);
+  EXPECT_TRUE(contains(directory.error, files_.owners() + ": this is no file of owners"));
+  EXPECT_FALSE(std::filesystem::exists(files_.hardware()));
+  std::filesystem::remove(files_.owners());
+  std::ofstream(files_.owners()) << "garbage\n";
+  EXPECT_EQ(replay(one_).exitCode, 1);
+  EXPECT_FALSE(std::filesystem::exists(files_.hardware()));
+}
+
+TEST_F(Restart, FollowsALinkToTheHardware) {
+  done(one_);
+  std::string const link = files_.hardware() + ".link";
+  std::filesystem::create_symlink(files_.hardware(), link);
+  TemporaryFile const file(one_);
+  Ended const ended = agent("replay '" + file.path() + "' --hardware-file '" + link + "'");
+  EXPECT_TRUE(contains(ended.output, "1 next hop of routes found: 1 used again"));
+  EXPECT_FALSE(std::filesystem::exists(link + ".owners"));
 }
 
 TEST_F(Restart, WantsAFileOfItsOwn) {
