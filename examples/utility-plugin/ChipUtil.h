@@ -76,11 +76,20 @@ class ChipUtil final : public Traits::Util {
     ++writes_[row];
     chipErase(chipTable, row);
   }
-  // The rows of this table alone: the next hops are shared with the table whose keys bring rows.
+  // The rows of this table alone: the two tables of next hops share theirs. One that chooses its
+  // rows has the first `numEntries()`, and clears them at a restart, also those from before. The
+  // keys of the other bring rows from above, which only the agent knows: they are those that were
+  // written here. (That table is synced at a restart and not cleared.)
   void hwTableEntryDelAll(HwTable const&) override {
-    if (table_->table() == nullptr) return;
-    std::uint32_t const rows = table_->table()->numEntries();
-    for (std::uint32_t row = 0; row < rows; ++row) chipErase(chipTable, row);
+    // As a deletion does: what the chip says of an earlier write means nothing any more.
+    for (auto& [row, writes] : writes_) ++writes;
+    if constexpr (Traits::ownsRows) {
+      if (table_->table() == nullptr) return;
+      std::uint32_t const rows = table_->table()->numEntries();
+      for (std::uint32_t row = 0; row < rows; ++row) chipErase(chipTable, row);
+    } else {
+      for (auto const& [row, writes] : writes_) chipErase(chipTable, row);
+    }
   }
   // Which key a row of the ingress table belongs to is known to the agent only. Without that, rows
   // from before go on forwarding until the agent writes them again.

@@ -2,7 +2,13 @@
 // becomes of answers that are late, negative or worthless.
 //
 //   ORVIA_PLUGIN_ROOT=<where the plug-in is installed> example-host
+//
+// What goes wrong is said on standard error, with the table and the plug-in's file.
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <string>
 
 #include "ChipUtil.h"
 #include "OrviaAsicUtils/UtilFactory.h"
@@ -11,27 +17,39 @@
 namespace {
 
 using OrviaL3Unicast::EcmpIngL3NextHop1Table;
+using OrviaL3Unicast::IngL3NextHop1Table;
 using OrviaL3Unicast::L3EcmpNextHopKey;
 using Handle = Asic::SwTable::EntryHandle;
 
-// The plug-ins' utility for the table. Without one the loader's record says why.
-bool attach(OrviaAsicUtils::SwTable& table) {
+// The plug-ins' utility for the table. When there is none the loader's record says why; what a
+// plug-in throws knows neither table nor file.
+Vek::Ptr<OrviaAsicUtils::SwTableUtil> utilOf(OrviaAsicUtils::SwTable& table) {
   std::string const name = table.fwkType().name();
   auto const* const factory = OrviaAsicUtils::utilFactory(name);
   if (factory == nullptr) {
-    std::printf("%s: %s\n", name.c_str(),
-                Plugin::loadRecord("OrviaFeaturePlugin/" + name).text().c_str());
-    return false;
+    throw std::runtime_error(
+        name + " has no utility: " + Plugin::loadRecord("OrviaFeaturePlugin/" + name).text());
   }
-  table.utilIs(factory->create(table));
+  std::string const failed = name + ": its utility from " + factory->origin + " could not be made";
+  Vek::Ptr<OrviaAsicUtils::SwTableUtil> util;
+  try {
+    util = factory->create(table);
+  } catch (std::exception const& failure) {
+    throw std::runtime_error(failed + ": " + failure.what());
+  }
+  if (!util) throw std::runtime_error(failed);
+  std::printf("%s: served by \"%s\" from %s\n", name.c_str(), util->name().c_str(),
+              factory->origin.substr(factory->origin.rfind('/') + 1).c_str());
+  return util;
+}
+
+void attach(OrviaAsicUtils::SwTable& table) {
+  table.utilIs(utilOf(table));
   table.hwTableIs(new Asic::HwTable);
   table.numEntriesIs(1024);
   table.syncEntries();
   table.doInitComplete();
   table.hwTableReadyIs(true);
-  std::printf("%s: served by \"%s\" from %s\n", name.c_str(), table.util()->name().c_str(),
-              factory->origin.substr(factory->origin.rfind('/') + 1).c_str());
-  return true;
 }
 
 Vek::Ptr<Handle> programmedEntryAt(Asic::Index row) {
@@ -57,6 +75,12 @@ void hear(OrviaAsicUtils::SwTable::EntryState state) {
   std::printf("  the handler hears %d\n", int{state});
 }
 
+// What a restart asks a utility for, here in the middle of a table's life.
+template <class Table>
+void clear(Table& table) {
+  static_cast<typename Table::Util&>(*table.util()).hwTableEntryDelAll(table.hwTable());
+}
+
 // Delivers every answer that waits.
 void poll() {
   int answers = 0;
@@ -74,14 +98,15 @@ void printRow(Asic::Index row) {
   }
 }
 
-bool run() {
+void run() {
   auto nextHops = OrviaL3Unicast::ecmpIngL3NextHop1TableFactory();
   auto const ingress = OrviaL3Unicast::ingL3NextHop1TableFactory();
   auto const members = OrviaL3Unicast::l3EcmpMemberTableFactory();
   auto const groups = OrviaL3Unicast::l3EcmpGroupTableFactory();
-  if (!attach(*ingress) || !attach(*nextHops) || !attach(*members) || !attach(*groups)) {
-    return false;
-  }
+  attach(*ingress);
+  attach(*nextHops);
+  attach(*members);
+  attach(*groups);
 
   std::puts("an answer within the write");
   auto first = nextHops->entryCommitWithResponseHandler(neighbour(1), nextHop(101), hear);
@@ -113,15 +138,51 @@ bool run() {
   poll();
   printRow(row);
 
+  std::puts("all rows cleared before the answers: each table of next hops has its own");
+  auto const key = programmedEntryAt(2000);
+  IngL3NextHop1Table::Entry record;
+  record.l3Oif1HandleIs(programmedEntryAt(7));
+  record.destinationIs(5);
+  auto const ordinary = ingress->entryCommit(key, record);
+  nextHops->entryCommitWithResponseHandler(neighbour(2), nextHop(302), hear);
+  clear(*ingress);
+  printRow(2000);
+  printRow(second->hwEntryIndex());
+  clear(*nextHops);
+  printRow(second->hwEntryIndex());
+  poll();
+
   std::puts("an answer after the table's end");
   nextHops->entryCommitWithResponseHandler(neighbour(2), nextHop(401), hear);
   nextHops->hwTableReadyIs(false);
   nextHops = nullptr;
   poll();
   printRow(second->hwEntryIndex());
-  return true;
+}
+
+// Without a root the library takes the plug-ins beside itself: the simulated ASIC's, which serve
+// the tables of their own devices only.
+bool rootIsGiven() {
+  char const* const root = std::getenv("ORVIA_PLUGIN_ROOT");
+  return root != nullptr && *root != '\0';
 }
 
 }  // namespace
 
-int main() { return run() ? 0 : 1; }
+int main() {
+  if (!rootIsGiven()) {
+    std::fputs(
+        "example-host: set ORVIA_PLUGIN_ROOT to the folder that the plug-in is installed "
+        "in\n",
+        stderr);
+    return 2;
+  }
+  try {
+    run();
+    return 0;
+  } catch (std::exception const& failure) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "example-host: %s\n", failure.what());
+    return 1;
+  }
+}

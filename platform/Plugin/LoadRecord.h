@@ -21,6 +21,15 @@ struct LoadFailure {
   friend bool operator==(LoadFailure const&, LoadFailure const&) = default;
 };
 
+// What a file brought: the tables whose utilities it makes.
+struct LoadAnnouncement {
+  std::string file;
+  // By qualified name, in the order of announcing. Without those that are among the failures.
+  std::vector<std::string> tables;
+
+  friend bool operator==(LoadAnnouncement const&, LoadAnnouncement const&) = default;
+};
+
 struct VEK_EXPORT LoadRecord {
   std::string loader;           // who asked first; empty when nobody asked for this path
   std::string directory;        // where it was looked for last, absolute
@@ -28,10 +37,14 @@ struct VEK_EXPORT LoadRecord {
   // The files whose entry function succeeded, in the order of loading. One whose utility came too
   // late for its table is among the failures as well.
   std::vector<std::string> files;
+  // One for each of `files`, in their order.
+  std::vector<LoadAnnouncement> announcements;
   std::vector<LoadFailure> failures;
 
-  // All of it for an operator: where it was looked and what went wrong there. Several lines when
-  // there are failures, without a line end behind the last.
+  // All of it for an operator: where it was looked, what each file that was opened announced, and
+  // what went wrong. A file that announced other tables than the one whose qualified name the
+  // directory carries is pointed out: a misspelt name is no failure, since a plug-in may bring
+  // utilities of several tables. A line for each, without a line end behind the last.
   [[nodiscard]] std::string text() const;
 };
 

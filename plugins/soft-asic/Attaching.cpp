@@ -23,7 +23,9 @@ Vek::Ptr<RowOwners> Attaching::owners() { return inForce().owners_; }
 
 Attaching const& Attaching::inForce() {
   if (innermost == nullptr) {
-    throw std::logic_error("a utility of the simulated ASIC is made while its device is attached");
+    throw std::logic_error(
+        "the utilities of the simulated ASIC are made by SoftDevice::attach, and no device is "
+        "attaching a table; who wants the utilities of another plug-in sets the plug-in root");
   }
   return *innermost;
 }

@@ -6,7 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from installed import AGENT, CONFIG, EXAMPLES, PLACE, ROOT, build, environment, run
+from installed import AGENT, CONFIG, EXAMPLES, LIB, PLACE, ROOT, build, environment, run
 
 PLUGIN_ROOT = PLACE / "plugin-root"
 STREAM = ROOT / "examples/streams/w1-static.0.fpm"
@@ -32,6 +32,7 @@ class TheVendorsPlugin(unittest.TestCase):
 
     def test_serves_the_tables_of_the_agent(self):
         report = run(AGENT, "--plugin-root", PLUGIN_ROOT, "replay", STREAM)
+        self.assertIn("Not simulated OrviaL3Unicast::L3EcmpGroupTable by ", report)
         # The chip answers for its rows; the simulated hardware is not touched.
         self.assertRegex(section(report, "Next hops of groups"), r" 8: 8 programmed, 0 parked")
         self.assertRegex(section(report, "Groups"), r" 3: 3 programmed, 0 parked")
@@ -51,12 +52,44 @@ class TheVendorsPlugin(unittest.TestCase):
         shutil.rmtree(mixed, ignore_errors=True)
         shutil.copytree(PLUGIN_ROOT, mixed)
         shutil.rmtree(mixed / "OrviaFeaturePlugin" / "OrviaL3Unicast::L3EcmpMemberTable")
-        ended = subprocess.run([self.folder / "example-host"], check=False, timeout=60,
-                               env=environment(ORVIA_PLUGIN_ROOT=str(mixed)),
-                               capture_output=True, text=True)
+        ended = self.host(ORVIA_PLUGIN_ROOT=str(mixed))
         self.assertEqual(1, ended.returncode)
-        self.assertIn("OrviaL3Unicast::L3EcmpMemberTable: looked in ", ended.stdout)
-        self.assertIn("no such directory", ended.stdout)
+        self.assertIn("OrviaL3Unicast::L3EcmpMemberTable has no utility: looked in ", ended.stderr)
+        self.assertIn("no such directory", ended.stderr)
+
+    def host(self, **changes):
+        return subprocess.run([self.folder / "example-host"], check=False, timeout=60,
+                              env=environment(**changes), capture_output=True, text=True)
+
+    def test_needs_to_be_looked_for_in_its_root(self):
+        for changes in ({}, {"ORVIA_PLUGIN_ROOT": ""}):
+            ended = self.host(**changes)
+            self.assertEqual((2, ""), (ended.returncode, ended.stdout))
+            self.assertEqual("example-host: set ORVIA_PLUGIN_ROOT to the folder that the plug-in "
+                             "is installed in\n", ended.stderr)
+
+    def test_is_named_with_the_table_when_its_utility_cannot_be_made(self):
+        # The simulated hardware's plug-ins serve no host that has none.
+        table = "OrviaL3Unicast::IngL3NextHop1Table"
+        file = LIB / "OrviaFeaturePlugin" / table / "soft-asic.so"
+        ended = self.host(ORVIA_PLUGIN_ROOT=str(LIB))
+        self.assertEqual((1, ""), (ended.returncode, ended.stdout))
+        self.assertEqual(
+            f"example-host: {table}: its utility from {file} could not be made: the utilities of "
+            "the simulated ASIC are made by SoftDevice::attach, and no device is attaching a "
+            "table; who wants the utilities of another plug-in sets the plug-in root\n",
+            ended.stderr)
+
+    def test_gives_way_to_a_file_whose_name_comes_first(self):
+        shared = PLACE / "shared-root"
+        shutil.rmtree(shared, ignore_errors=True)
+        shutil.copytree(PLUGIN_ROOT, shared)
+        table = "OrviaL3Unicast::L3EcmpGroupTable"
+        folder = shared / "OrviaFeaturePlugin" / table
+        shutil.copy(folder / "chip.so", folder / "a-chip.so")
+        printed = self.host(ORVIA_PLUGIN_ROOT=str(shared)).stdout
+        self.assertIn(f'{table}: served by "chip" from a-chip.so\n', printed)
+        self.assertEqual(3, printed.count('served by "chip" from chip.so\n'), printed)
 
 
 if __name__ == "__main__":

@@ -217,8 +217,15 @@ TEST(UtilFactoryTest, TheFirstByFileNameMakesTheUtilityAndTheOtherIsRecorded) {
   EXPECT_EQ(factory->origin, first);
   EXPECT_NE(factory->create, nullptr);
   EXPECT_EQ(record.files, (Lines{first, second}));
-  EXPECT_EQ(record.failures, (std::vector<Plugin::LoadFailure>{
-                                 {second, "Test::Wanted already has the utility of " + first}}));
+  EXPECT_EQ(record.failures,
+            (std::vector<Plugin::LoadFailure>{
+                {second, "announced Test::Wanted, which already has the utility of " + first}}));
+  EXPECT_EQ(record.announcements,
+            (std::vector<Plugin::LoadAnnouncement>{{first, {"Test::Wanted"}}, {second, {}}}));
+  // What came too late is told once, with the reason.
+  EXPECT_EQ(record.text(), "looked in " + tree.directory("Wanted") + "\n" + first +
+                               ": announced Test::Wanted\n" + second + ": " +
+                               record.failures[0].reason);
 }
 
 TEST(UtilFactoryTest, OneFileThatIsLinkedIntoSeveralDirectoriesIsNoRivalOfItself) {
@@ -230,6 +237,8 @@ TEST(UtilFactoryTest, OneFileThatIsLinkedIntoSeveralDirectoriesIsNoRivalOfItself
   LoadRecord const again = load("LinkedToo");
   EXPECT_EQ(again.files, (Lines{tree.directory("LinkedToo/announces-linked.so")}));
   EXPECT_TRUE(again.failures.empty());
+  EXPECT_EQ(again.text(), "looked in " + tree.directory("LinkedToo") + "\n" + again.files[0] +
+                              ": announced Test::Linked");
   ASSERT_NE(OrviaAsicUtils::utilFactory("Test::Linked"), nullptr);
   EXPECT_EQ(OrviaAsicUtils::utilFactory("Test::Linked")->origin, file);
 }
@@ -244,6 +253,39 @@ TEST(UtilFactoryTest, AnAnnouncementWithoutTableOrFunctionIsRecordedAndTheRestCo
                 {plugin, "announced a utility without a function for Test::WithoutFunction"}}));
   EXPECT_EQ(OrviaAsicUtils::utilFactory("Test::WithoutFunction"), nullptr);
   EXPECT_NE(OrviaAsicUtils::utilFactory("Test::AfterNonsense"), nullptr);
+}
+
+// No failure, since a plug-in may bring utilities of other tables, but the reason why this one has
+// none.
+TEST(UtilFactoryTest, AFileThatAnnouncesAnotherTableThanTheDirectorysSaysSoInTheText) {
+  RootTree const tree;
+  std::string const path = "OrviaFeaturePlugin/Test::Spelt";
+  std::string const misspelt = tree.add(path, "10-announces-misspelt.so");
+  std::string const silent = tree.add(path, "20-silent.so");
+  std::string const broken = tree.write(path, "30-broken.so", "");
+  std::string const none = tree.add(path, "40-entryless.so", "entryless.so");
+  LoadRecord const record = load(path);
+  EXPECT_EQ(record.announcements,
+            (std::vector<Plugin::LoadAnnouncement>{{misspelt, {"Test::Misspelt"}}, {silent, {}}}));
+  ASSERT_EQ(record.failures.size(), 2U);
+  EXPECT_EQ(record.text(), "looked in " + tree.directory(path) + "\n" + misspelt +
+                               ": announced Test::Misspelt, no utility for this table\n" + silent +
+                               ": announced nothing\n" + broken + ": " + record.failures[0].reason +
+                               "\n" + none + ": " + record.failures[1].reason);
+}
+
+TEST(UtilFactoryTest, AFileThatAnnouncesTheDirectorysTableAmongOthersIsNotPointedOut) {
+  RootTree const tree;
+  std::string const own = tree.add("OrviaFeaturePlugin/Test::Second", "10-announces-two.so");
+  EXPECT_EQ(load("OrviaFeaturePlugin/Test::Second").text(),
+            "looked in " + tree.directory("OrviaFeaturePlugin/Test::Second") + "\n" + own +
+                ": announced Test::First, Test::Second");
+  // A file that is there once more is too late with all that it has.
+  std::string const copy = tree.add("OrviaFeaturePlugin/Test::Third", "10-announces-two.so");
+  EXPECT_EQ(load("OrviaFeaturePlugin/Test::Third").text(),
+            "looked in " + tree.directory("OrviaFeaturePlugin/Test::Third") + "\n" + copy +
+                ": announced Test::First, which already has the utility of " + own + "\n" + copy +
+                ": announced Test::Second, which already has the utility of " + own);
 }
 
 TEST(UtilFactoryTest, AProgramMayBringItsOwn) {

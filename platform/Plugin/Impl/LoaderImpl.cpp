@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "OrviaAsicUtils/UtilFactory.h"
@@ -74,22 +75,30 @@ std::string open(std::string const& file, std::string const& entry, Registrar& r
   }
 }
 
-// Lets the announcements take effect. The reasons why one of them does not.
-std::vector<std::string> announce(Registrar const& registrar) {
-  std::vector<std::string> reasons;
+// Lets the announcements take effect; the record says which do, and why the others do not.
+void announce(Registrar const& registrar, LoadRecord& record) {
+  std::string const& file = registrar.file();
+  LoadAnnouncement announcement{file, {}};
   for (OrviaAsicUtils::UtilFactory const& factory : registrar.utilFactories()) {
-    if (factory.table.empty()) {
-      reasons.emplace_back("announced a utility without a table");
+    std::string const& table = factory.table;
+    if (table.empty()) {
+      record.failures.push_back({file, "announced a utility without a table"});
     } else if (factory.create == nullptr) {
-      reasons.push_back("announced a utility without a function for " + factory.table);
-    } else if (!OrviaAsicUtils::utilFactoryIs(factory)) {
-      // The same function again: one file that is linked into the directories of several tables.
-      auto const* const known = OrviaAsicUtils::utilFactory(factory.table);
-      if (known->create == factory.create) continue;
-      reasons.push_back(factory.table + " already has the utility of " + known->origin);
+      record.failures.push_back({file, "announced a utility without a function for " + table});
+    } else if (OrviaAsicUtils::utilFactoryIs(factory)) {
+      announcement.tables.push_back(table);
+    } else {
+      auto const* const known = OrviaAsicUtils::utilFactory(table);
+      if (known->create == factory.create) {
+        // The same function again: one file that is linked into the directories of several tables.
+        announcement.tables.push_back(table);
+      } else {
+        record.failures.push_back(
+            {file, "announced " + table + ", which already has the utility of " + known->origin});
+      }
     }
   }
-  return reasons;
+  record.announcements.push_back(std::move(announcement));
 }
 
 // The plug-ins of a directory by name; the record says what stands in the way.
@@ -106,6 +115,25 @@ std::vector<fs::path> pluginFiles(fs::path const& directory, LoadRecord& record)
   if (error) record.failures.push_back({directory.string(), error.message()});
   std::sort(files.begin(), files.end());
   return files;
+}
+
+bool hasFailed(std::vector<LoadFailure> const& failures, std::string const& file) {
+  return std::any_of(failures.begin(), failures.end(),
+                     [&](LoadFailure const& failure) { return failure.file == file; });
+}
+
+// What the file of a directory of that name announced.
+std::string announcedOf(LoadAnnouncement const& announcement, std::string const& directory) {
+  std::vector<std::string> const& tables = announcement.tables;
+  if (tables.empty()) return "nothing";
+  std::string text;
+  for (std::string const& table : tables) text += (text.empty() ? "" : ", ") + table;
+  // A directory without a qualified name is for plug-ins of any kind.
+  bool const isOfTable = directory.find("::") != std::string::npos;
+  if (isOfTable && std::find(tables.begin(), tables.end(), directory) == tables.end()) {
+    text += ", no utility for this table";
+  }
+  return text;
 }
 
 }  // namespace
@@ -130,9 +158,7 @@ void LoaderImpl::loadPlugins(std::string const& loader, std::string const& path,
       continue;
     }
     record.files.push_back(plugin.string());
-    for (std::string const& reason : announce(registrar)) {
-      record.failures.push_back({plugin.string(), reason});
-    }
+    announce(registrar, record);
   }
 }
 
@@ -152,6 +178,12 @@ std::string LoadRecord::text() const {
     text += ": no such directory";
   } else if (files.empty() && failures.empty()) {
     text += ": no plug-in there";
+  }
+  for (LoadAnnouncement const& announcement : announcements) {
+    // Who announced nothing that counts is told of among the failures.
+    if (announcement.tables.empty() && hasFailed(failures, announcement.file)) continue;
+    text += "\n" + announcement.file + ": announced ";
+    text += announcedOf(announcement, fs::path(directory).filename().string());
   }
   for (LoadFailure const& failure : failures) text += "\n" + failure.file + ": " + failure.reason;
   return text;

@@ -129,6 +129,13 @@ int act(std::string const& what, Registrar& registrar) {
   if (what == "announces") {
     registrar.utilFactoryIs("Test::Wanted", &makeUtil<OrviaL3Unicast::L3EcmpGroupTraits>);
   }
+  if (what == "announces-misspelt") {
+    registrar.utilFactoryIs("Test::Misspelt", &makeUtil<OrviaL3Unicast::L3EcmpGroupTraits>);
+  }
+  if (what == "announces-two") {
+    registrar.utilFactoryIs("Test::First", &makeUtil<OrviaL3Unicast::L3EcmpGroupTraits>);
+    registrar.utilFactoryIs("Test::Second", &makeUtil<OrviaL3Unicast::L3EcmpMemberTraits>);
+  }
   if (what == "announces-linked") {
     registrar.utilFactoryIs("Test::Linked", &makeUtil<OrviaL3Unicast::L3EcmpGroupTraits>);
   }
