@@ -1,8 +1,11 @@
 #include "OrviaL3Unicast/L3EcmpEntryBlock.h"
 
+#include "OrviaL3Unicast/L3EcmpMemberTable.h"
+#include "OrviaL3Unicast/plumbing/RefusedText.h"
 #include "Vek/Exception.h"
 #include "Vek/Format.h"
 #include "Vek/Memory.h"
+#include "Vek/TextReference.h"
 
 namespace OrviaL3Unicast {
 
@@ -41,9 +44,24 @@ class L3EcmpEntryBlock::Body final
 
 Vek::String valueToStrep(L3EcmpMember const& member) { return Vek::format("%s", member); }
 
+L3EcmpMember::L3EcmpMember(Vek::String::IteratorConst& begin,
+                           Vek::String::IteratorConst const& end) {
+  try {
+    sequenceToValue(begin, end, &nextHopEntryHandle_);
+  } catch (Vek::RangeException const&) {
+    // Whoever catches the error may look at the handle's references: none is this member's.
+    nextHopEntryHandle_ = nullptr;
+    throw;
+  }
+}
+
 L3EcmpEntryBlock::L3EcmpEntryBlock() = default;
 L3EcmpEntryBlock::L3EcmpEntryBlock(Asic::BlockSize size) : EntryBlockBase(size) {}
 L3EcmpEntryBlock::L3EcmpEntryBlock(Asic::EntryBlockBase const& base) : EntryBlockBase(base) {}
+L3EcmpEntryBlock::L3EcmpEntryBlock(Vek::String::IteratorConst& /*begin*/,
+                                   Vek::String::IteratorConst const& /*end*/) {
+  plumbing::refuseTextConstructor<L3EcmpMemberTraits, "EntryBlock">(183);
+}
 L3EcmpEntryBlock::L3EcmpEntryBlock(L3EcmpEntryBlock const&) = default;
 L3EcmpEntryBlock& L3EcmpEntryBlock::operator=(L3EcmpEntryBlock const&) = default;
 L3EcmpEntryBlock::~L3EcmpEntryBlock() = default;

@@ -13,6 +13,7 @@
 #include "OrviaL3Unicast/plumbing/Export.h"
 #include "OrviaL3Unicast/plumbing/IndexValue.h"
 #include "Vek/SmallMap.h"
+#include "Vek/String.h"
 
 namespace OrviaL3Unicast {
 
@@ -29,6 +30,10 @@ class ORVIA_L3_EXPORT L3EcmpMember {
   L3EcmpMember() = default;
   explicit L3EcmpMember(Handle const& nextHopEntryHandle)
       : nextHopEntryHandle_(nextHopEntryHandle) {}
+  // From a reference to an entry handle at the front of a text: the handle's address, if a finder
+  // knows a live handle there (Vek/TextReference.h), or none. Raises Vek::TextException, and
+  // Vek::RangeException for an address that is too large.
+  L3EcmpMember(Vek::String::IteratorConst& begin, Vek::String::IteratorConst const& end);
 
   [[nodiscard]] Handle const& nextHopEntryHandle() const { return nextHopEntryHandle_; }
   void nextHopEntryHandleIs(Handle const& handle) { nextHopEntryHandle_ = handle; }
@@ -60,6 +65,10 @@ class ORVIA_L3_EXPORT L3EcmpEntryBlock : public Asic::EntryBlockBase {
   // The given size, no members.
   explicit L3EcmpEntryBlock(Asic::BlockSize size);
   explicit L3EcmpEntryBlock(Asic::EntryBlockBase const& base);
+  // Every value type has one. A block holds a collection, and ends the process.
+  static constexpr bool hasTextConstructor = false;
+  [[noreturn]] L3EcmpEntryBlock(Vek::String::IteratorConst& begin,
+                                Vek::String::IteratorConst const& end);
   L3EcmpEntryBlock(L3EcmpEntryBlock const&);
   L3EcmpEntryBlock& operator=(L3EcmpEntryBlock const&);
   ~L3EcmpEntryBlock();

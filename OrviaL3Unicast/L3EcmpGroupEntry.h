@@ -12,6 +12,7 @@
 #include "OrviaL3Unicast/engine/NeededHandleCollection.h"
 #include "OrviaL3Unicast/engine/TableTraits.h"
 #include "OrviaL3Unicast/plumbing/RecordAttributes.h"
+#include "OrviaL3Unicast/plumbing/RefusedText.h"
 
 namespace OrviaL3Unicast {
 
@@ -38,6 +39,12 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
                    std::uint32_t lbMode, std::uint16_t numPaths)
       : fields_{lbMode, numPaths} {
     ecmpBlockPtrHandleIs(ecmpBlockPtrHandle);
+  }
+  // Every value type has one. A record holds a collection, and ends the process.
+  static constexpr bool hasTextConstructor = false;
+  [[noreturn]] L3EcmpGroupEntry(Vek::String::IteratorConst& /*begin*/,
+                                Vek::String::IteratorConst const& /*end*/) {
+    plumbing::refuseTextConstructor<Name, "Entry">(163);
   }
 
   // All stored fields at once, for hardware that takes a whole row.

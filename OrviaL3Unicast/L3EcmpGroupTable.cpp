@@ -2,18 +2,49 @@
 
 #include "OrviaL3Unicast/engine/Instantiate.h"
 #include "OrviaL3Unicast/engine/ModuleTypes.h"
-#include "Vek/VekValueOps.h"
+
+template <>
+struct Vek::VekTypeOf<OrviaL3Unicast::engine::Mode<OrviaL3Unicast::L3EcmpGroupTraits>>
+    : OrviaL3Unicast::engine::ModeType<OrviaL3Unicast::L3EcmpGroupTraits> {};
 
 namespace OrviaL3Unicast {
 namespace {
 
 using Traits = L3EcmpGroupTraits;
 
+using Entry = Traits::Entry;
+constexpr auto recordAttributes = engine::recordAttributes<Entry>(
+    engine::derived<Entry, &Entry::ecmpBlockPtr>("ecmpBlockPtr"),
+    engine::handle<Entry, &Entry::ecmpBlockPtrHandle, &Entry::ecmpBlockPtrHandleIs>(
+        "ecmpBlockPtrHandle"));
+constexpr Vek::VekReflection recordRows{recordAttributes, {}};
+
+// The table asks its utility, which it must have as soon as it has a hardware table: whoever looks
+// from outside is told instead of ending the process.
+template <auto Row>
+std::uint32_t rowAskedOfUtil(L3EcmpGroupTable const& table) {
+  OrviaAsicUtils::SwTable const& platform = table;
+  if (table.hwTable() && !Vek::vekCast<L3EcmpGroupTableUtil>(platform.util().get())) {
+    throw Vek::ReflectionException("the table has no utility to ask");
+  }
+  return (table.*Row)();
+}
+
+constexpr Vek::AttributeId minIndexId{engine::TableAttribute::first + 10};
+constexpr Vek::AttributeId maxIndexId{engine::TableAttribute::first + 11};
+constexpr auto attributes = engine::joined(
+    engine::entryTableAttributes<Traits>(),
+    std::array{
+        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::minIndex>>(minIndexId,
+                                                                                       "minIndex"),
+        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::maxIndex>>(maxIndexId,
+                                                                                       "maxIndex"),
+    });
+constexpr auto operations = engine::entryTableOperations<Traits>();
+constexpr Vek::VekReflection tableRows{attributes, operations};
+
 constexpr auto types =
-    engine::entryTableTypes<Traits>(Vek::VekTypeInfo{Traits::keyNumber,
-                                                     "OrviaL3Unicast::L3EcmpGroupTable::Index",
-                                                     {},
-                                                     &Vek::vekValueOps<Traits::Key>});
+    engine::entryTableTypes<Traits>(tableRows, recordRows, engine::indexType<Traits>());
 
 }  // namespace
 
@@ -71,6 +102,9 @@ void orviaL3EcmpGroupTableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
 
 namespace OrviaL3Unicast {
 namespace {
+
+// The handles' mode is found in the enum registry without a look at a handle.
+[[maybe_unused]] Vek::EnumType const& mode = engine::EntryHandle<Traits>::modeType();
 
 // Last, so that everything above is there when the plug-ins come.
 plumbing::Registration<Traits> const registration;

@@ -1,5 +1,6 @@
 #include "OrviaL3Unicast/L3EcmpMemberTable.h"
 
+#include "OrviaL3Unicast/L3EcmpMemberReflect.h"
 #include "OrviaL3Unicast/engine/EntryHandle-inl.h"
 #include "OrviaL3Unicast/engine/ModuleTypes.h"
 #include "OrviaL3Unicast/engine/NeededHandles-inl.h"
@@ -10,8 +11,6 @@
 #include "OrviaL3Unicast/plumbing/Assert.h"
 #include "OrviaL3Unicast/plumbing/Trace.h"
 #include "Vek/Exception.h"
-#include "Vek/PlatformModules.h"
-#include "Vek/VekValueOps.h"
 
 namespace OrviaL3Unicast {
 namespace {
@@ -20,26 +19,23 @@ using Traits = L3EcmpMemberTraits;
 using plumbing::FixedString;
 
 constexpr Vek::VekTypeInfo types[] = {
-    {Traits::numbers.table,
-     Traits::qualifiedName.c_str(),
-     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTable}},
-    {Traits::keyNumber,
-     "OrviaL3Unicast::L3EcmpMemberTable::EntryBlock",
-     {},
-     &Vek::vekValueOps<L3EcmpEntryBlock>},
-    {Traits::numbers.entryHandle,
-     "OrviaL3Unicast::L3EcmpMemberTable::EntryHandle",
-     {&Asic::asicModule, Asic::AsicNumbers::entryHandle}},
-    {Traits::numbers.unresolvedEntry,
-     L3EcmpUnresolvedEntryBlock::typeName(),
-     {&Vek::vekModule, Vek::VekNumbers::ptrInterface}},
+    {Traits::numbers.table, Traits::qualifiedName.c_str(),
+     Vek::VekTypeOf<OrviaAsicUtils::SwTable>::type, nullptr, nullptr, &MemberTableRows::rows},
+    engine::valueType<L3EcmpEntryBlock>(
+        Traits::keyNumber, "OrviaL3Unicast::L3EcmpMemberTable::EntryBlock", &MemberBlockRows::rows),
+    engine::handleType<Traits>(),
+    {Traits::numbers.unresolvedEntry, L3EcmpUnresolvedEntryBlock::typeName(),
+     Vek::VekTypeOf<Vek::PtrInterface>::type, nullptr, nullptr, &MemberWaitingRows::rows},
     {Traits::numbers.neededEntryHandleSm,
      "OrviaL3Unicast::L3EcmpMemberTable::UnresolvedEntryBlock::NeededEntryHandleSm",
-     {&Vek::vekModule, Vek::VekNumbers::notifieeConst}},
-    {Traits::numbers.util,
-     "OrviaL3Unicast::L3EcmpMemberTableUtil",
-     {&OrviaAsicUtils::asicUtilsModule, OrviaAsicUtils::AsicUtilsNumbers::swTableUtil}},
+     Vek::VekTypeOf<Vek::NotifieeConst>::type, nullptr, nullptr,
+     &engine::WatcherRows<Traits>::rows},
+    engine::utilType<Traits>(),
     engine::utilLoaderType<Traits>(),
+    engine::indexType<Traits>(),
+    engine::valueType<L3EcmpMember>(engine::ValueNumbers<Traits>::entry,
+                                    "OrviaL3Unicast::L3EcmpMemberTable::Entry", &MemberRows::rows),
+    engine::modeType<Traits>(),
 };
 
 constexpr auto blockWriteSignature =
@@ -353,6 +349,9 @@ void orviaL3EcmpMemberTableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
 
 namespace OrviaL3Unicast {
 namespace {
+
+// The handles' mode is found in the enum registry without a look at a handle.
+[[maybe_unused]] Vek::EnumType const& mode = engine::EntryHandle<Traits>::modeType();
 
 // Last, so that everything above is there when the plug-ins come.
 plumbing::Registration<Traits> const registration;

@@ -16,9 +16,21 @@
 #include "OrviaL3Unicast/engine/NeededHandleCollection.h"
 #include "OrviaL3Unicast/engine/TableTraits.h"
 #include "OrviaL3Unicast/plumbing/RecordAttributes.h"
+#include "OrviaL3Unicast/plumbing/RefusedText.h"
 #include "Vek/FixedWidth.h"
 
 namespace OrviaL3Unicast {
+
+struct IngL3NextHop1Traits;
+struct EcmpIngL3NextHop1Traits;
+
+// The line of its unit that each table names when a record is to be made from text.
+template <class Name>
+inline constexpr int nextHopTextLine = 0;
+template <>
+inline constexpr int nextHopTextLine<IngL3NextHop1Traits> = 189;
+template <>
+inline constexpr int nextHopTextLine<EcmpIngL3NextHop1Traits> = 214;
 
 // What a next-hop record stores beside its needed handles, each field at its own width.
 struct NextHopFields {
@@ -62,6 +74,13 @@ class NextHopEntry : public engine::NeededHandleCollection {
                 systemOpcode,   viewType} {
     l3Oif1HandleIs(l3Oif1Handle);
     mtuProfilePtrHandleIs(mtuProfilePtrHandle);
+  }
+  // Every value type has one. A record holds a collection, and ends the process.
+  static constexpr bool hasTextConstructor = false;
+  [[noreturn]] NextHopEntry(Vek::String::IteratorConst& /*begin*/,
+                            Vek::String::IteratorConst const& /*end*/) {
+    static_assert(nextHopTextLine<Name> != 0, "the table does not say which line it names");
+    plumbing::refuseTextConstructor<Name, "Entry">(nextHopTextLine<Name>);
   }
 
   // All stored fields at once, for hardware that takes a whole row.

@@ -2,13 +2,23 @@
 
 #include "OrviaL3Unicast/engine/Instantiate.h"
 #include "OrviaL3Unicast/engine/ModuleTypes.h"
+#include "OrviaL3Unicast/engine/ReflectNextHop.h"
+
+template <>
+struct Vek::VekTypeOf<OrviaL3Unicast::engine::Mode<OrviaL3Unicast::IngL3NextHop1Traits>>
+    : OrviaL3Unicast::engine::ModeType<OrviaL3Unicast::IngL3NextHop1Traits> {};
 
 namespace OrviaL3Unicast {
 namespace {
 
 using Traits = IngL3NextHop1Traits;
 
-constexpr auto types = engine::entryTableTypes<Traits>();
+constexpr auto attributes = engine::entryTableAttributes<Traits>();
+constexpr auto operations = engine::entryTableOperations<Traits>();
+constexpr Vek::VekReflection tableRows{attributes, operations};
+
+constexpr auto types =
+    engine::entryTableTypes<Traits>(tableRows, engine::NextHopRows<Traits::Entry>::rows);
 
 }  // namespace
 
@@ -62,6 +72,9 @@ void orviaIngL3NextHop1TableFactory(Vek::Ptr<OrviaAsicUtils::SwTable>& table) {
 
 namespace OrviaL3Unicast {
 namespace {
+
+// The handles' mode is found in the enum registry without a look at a handle.
+[[maybe_unused]] Vek::EnumType const& mode = engine::EntryHandle<Traits>::modeType();
 
 // Last, so that everything above is there when the plug-ins come.
 plumbing::Registration<Traits> const registration;

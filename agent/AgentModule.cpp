@@ -8,6 +8,7 @@
 #include <system_error>
 #include <variant>
 
+#include "agent/Catalogue.h"
 #include "agent/CommandLine.h"
 #include "agent/Replay.h"
 #include "agent/TableSource.h"
@@ -15,6 +16,7 @@
 
 namespace {
 
+using OrviaL3Agent::CatalogueOptions;
 using OrviaL3Agent::CompareOptions;
 using OrviaL3Agent::Leave;
 using OrviaL3Agent::ReplayOptions;
@@ -29,6 +31,9 @@ struct Run {
   int operator()(RingOptions const& options) const { return OrviaL3Agent::printRing(options); }
   int operator()(CompareOptions const& options) const {
     return OrviaL3Agent::compareCommand(options);
+  }
+  int operator()(CatalogueOptions const& options) const {
+    return OrviaL3Agent::catalogueCommand(options);
   }
   int operator()(Leave const& leave) const {
     fmt::print("{}", leave.output);

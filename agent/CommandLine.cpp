@@ -51,6 +51,9 @@ Examples:
         --fault group:refuse-every=3 --event "at end faults off" --event "at end retry" --verify
   Keep every next hop waiting for its interface:
     orvia-l3-agent replay examples/streams/forms.0.fpm --interface-delay never --show
+  Read, set and list by name:
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --ls group.entry \
+        --get "group.entry[#1].numPaths"
   Write what the table does to standard error:
     orvia-l3-agent replay examples/streams/forms.0.fpm --trace 8
   End in the middle of a stream, and go on with the rows that the hardware still has:
@@ -267,6 +270,36 @@ void addRestart(CLI::App& replay, ReplayOptions& options) {
       ->check(CLI::ExistingDirectory.description(""));
 }
 
+void addNames(CLI::App& replay, ReplayOptions& options) {
+  replay
+      .add_option("--ls", options.lists,
+                  "List what stands at a path of names at the end, for instance group.entry; see "
+                  "docs/reference.md")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+  replay
+      .add_option("--get", options.gets,
+                  "Print the value at a path at the end, for instance group.entry[#1].numPaths")
+      ->type_name("PATH")
+      ->allow_extra_args(false);
+  replay
+      .add_option_function<std::vector<std::string>>(
+          "--set",
+          [&options](std::vector<std::string> const& texts) {
+            for (std::string const& text : texts) {
+              // A key in brackets may hold anything.
+              std::size_t const equals = text.find('=', text.rfind(']') + 1);
+              if (equals == std::string::npos || equals == 0) {
+                throw CLI::ValidationError("--set", text + " is not PATH=VALUE");
+              }
+              options.sets.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+            }
+          },
+          "Set the plain value at a path at the end, before anything is listed or printed")
+      ->type_name("PATH=VALUE")
+      ->allow_extra_args(false);
+}
+
 void addReplay(CLI::App& app, ReplayOptions& options) {
   CLI::App* replay = app.add_subcommand("replay", "Read a recorded routing stream into the tables");
   replay->footer(kReplayExamples);
@@ -372,6 +405,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
   addChecks(*replay, options);
   addFaults(*replay, options);
   addRestart(*replay, options);
+  addNames(*replay, options);
 
   // What is right one by one and wrong together.
   replay->callback([&options] {
@@ -456,6 +490,19 @@ Command parseCommandLine(int argc, char const* const* argv) {
       ->required()
       ->check(existingFile());
 
+  CatalogueOptions catalogueOptions;
+  CLI::App* catalogue = app.add_subcommand(
+      "catalogue", "Print all types, attributes and operations that are known by name");
+  auto* const json = catalogue->add_flag_callback(
+      "--json", [&] { catalogueOptions.form = CatalogueOptions::Form::json; },
+      "For programs, see docs/reference.md");
+  catalogue
+      ->add_flag_callback(
+          "--markdown", [&] { catalogueOptions.form = CatalogueOptions::Form::markdown; },
+          "As docs/reference/catalogue.md")
+      ->excludes(json);
+  catalogue->footer("Example:\n  orvia-l3-agent catalogue --json\n");
+
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& e) {
@@ -469,6 +516,7 @@ Command parseCommandLine(int argc, char const* const* argv) {
   }
   if (ring->parsed()) return ringOptions;
   if (compare->parsed()) return compareOptions;
+  if (catalogue->parsed()) return catalogueOptions;
   return replayOptions;
 }
 

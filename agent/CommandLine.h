@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -45,6 +46,10 @@ struct ReplayOptions {
   std::vector<Event> events;
   std::vector<Fpm::Address> lookups;  // addresses whose routes are to be shown
   bool routes = false;                // print every route
+  // By name, at the end: what is set (path and value), then what is listed, then what is read.
+  std::vector<std::pair<std::string, std::string>> sets;
+  std::vector<std::string> lists;
+  std::vector<std::string> gets;
   bool verify = false;
   bool checkForwarding = false;
   std::string journalFile;  // empty: no journal
@@ -82,6 +87,11 @@ struct CompareOptions {
   std::string second;
 };
 
+struct CatalogueOptions {
+  enum class Form { text, json, markdown };
+  Form form = Form::text;
+};
+
 // Nothing to do but to print and leave: help, version, or a complaint about the arguments.
 struct Leave {
   int exitCode = kExitOk;
@@ -89,7 +99,7 @@ struct Leave {
   std::string error;   // for standard error
 };
 
-using Command = std::variant<ReplayOptions, RingOptions, CompareOptions, Leave>;
+using Command = std::variant<ReplayOptions, RingOptions, CompareOptions, CatalogueOptions, Leave>;
 
 [[nodiscard]] Command parseCommandLine(int argc, char const* const* argv);
 

@@ -9,6 +9,8 @@
 #include <system_error>
 
 #include "OrviaAsicUtils/Toggles.h"
+#include "Vek/Exception.h"
+#include "agent/ByName.h"
 #include "agent/Plot.h"
 #include "agent/RouteText.h"
 #include "agent/Tracing.h"
@@ -263,6 +265,23 @@ Report Replay::report() const {
   return report;
 }
 
+namespace {
+
+// Sets, then lists and prints. What a change writes is answered before anything is printed.
+void namedCommands(ReplayOptions const& options, Replay& replay) {
+  Mapping::Tables const& tables = replay.mapping().tables();
+  for (auto const& change : options.sets) setByName(tables, change);
+  if (!options.sets.empty()) {
+    while (replay.turn()) {
+    }
+  }
+  for (std::string const& path : options.lists) fmt::print("{}", listedByName(tables, path));
+  for (std::string const& path : options.gets) fmt::print("{}", gotByName(tables, path));
+  if (!options.lists.empty() || !options.gets.empty()) fmt::print("\n");
+}
+
+}  // namespace
+
 int replayCommand(ReplayOptions const& options, TableSource const& source) {
   requireWritable("--journal", options.journalFile);
   requireWritable("--plot", options.plotFile);
@@ -272,6 +291,14 @@ int replayCommand(ReplayOptions const& options, TableSource const& source) {
   {
     Progress progress(progressStyle(options.progress));
     replay.run(progress);
+  }
+  try {
+    namedCommands(options, replay);
+  } catch (Vek::Exception const& error) {
+    // A name or a value of the command line.
+    std::fflush(stdout);
+    fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
+    return kExitUsage;
   }
   Report const report = replay.report();
   if (options.show) fmt::print("{}\n", showText(report));

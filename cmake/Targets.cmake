@@ -31,5 +31,7 @@ function(orvia_link_agent_packages target)
   find_package(Libmnl REQUIRED)
   find_package(CLI11 REQUIRED)
   find_package(fmt REQUIRED)
-  target_link_libraries(${target} PUBLIC Libmnl::Libmnl CLI11::CLI11 fmt::fmt)
+  find_package(nlohmann_json 3 REQUIRED)
+  target_link_libraries(${target} PUBLIC Libmnl::Libmnl CLI11::CLI11 fmt::fmt
+    PRIVATE nlohmann_json::nlohmann_json)
 endfunction()

@@ -10,9 +10,11 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 
 #include "OrviaL3Unicast/engine/TableBase.h"
 #include "OrviaL3Unicast/engine/WriteResponseHandler.h"
+#include "Vek/EnumRegistry.h"
 
 namespace OrviaL3Unicast::engine {
 
@@ -26,6 +28,8 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
 
   // Nothing in the engine sets or tests the mode; it is there for tools.
   enum Mode : std::uint8_t { add = 0, del = 1 };
+  // Its number among the enums of the table's module, which are not numbered with the classes.
+  static constexpr std::uint16_t modeOrdinal = 3;
 
   static constexpr Vek::AttributeId keyAttribute{3};
   static constexpr Vek::AttributeId swTableAttribute{4};
@@ -53,6 +57,29 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
   }
   // The previous handler is destroyed when the new one is in place.
   void writeResponseHandlerIs(WriteResponseHandler const& handler);
+
+  // The mode as text is the name of its value; all of it comes from the framework's enum registry,
+  // under the table's module and modeOrdinal. A number or name that no value has raises
+  // Vek::Exception naming the enum and it, also when a mode is printed.
+
+  // Makes the enum known. The functions below do so themselves; the table's unit does it for those
+  // who look through the registry.
+  static Vek::EnumType const& modeType();
+  // The value with that number, or name. Named like the framework's other instances.
+  static Mode ModeInstance(unsigned number);          // NOLINT(readability-identifier-naming)
+  static Mode ModeInstance(Vek::String const& name);  // NOLINT(readability-identifier-naming)
+  static Vek::String modeText(Mode mode);
+  static Mode modeFromText(Vek::String::IteratorConst& begin,
+                           Vek::String::IteratorConst const& end);
+
+  // From the front of a text, for which see Vek/TextParser.h.
+  friend void sequenceToValue(Vek::String::IteratorConst& begin,
+                              Vek::String::IteratorConst const& end, Mode* mode) {
+    *mode = modeFromText(begin, end);
+  }
+  friend Vek::String valueToStrep(Mode mode) { return modeText(mode); }
+  friend Vek::String stringValue(Mode mode) { return modeText(mode); }
+  friend std::ostream& operator<<(std::ostream& out, Mode mode) { return out << modeText(mode); }
 
   // Removes what the table keeps for the key: the parked record, then the programmed one (with its
   // hardware row), then, where the table registers handles, the registration, without which it

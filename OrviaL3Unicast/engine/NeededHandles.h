@@ -90,6 +90,8 @@ class NeededHandleTally : public Vek::PtrInterface {
   // The watcher of the attribute, or empty.
   [[nodiscard]] typename NeededEntryHandleSm::Ptr neededEntryHandleSm(
       Vek::AttributeId attributeId) const;
+  // All of them, by ascending attribute; a removed one can have left an empty reference behind.
+  [[nodiscard]] auto const& neededEntryHandleSm() const { return watchers_; }
 
   [[nodiscard]] Vek::U16 neededEntryHandleCount() const { return neededEntryHandleCount_; }
   [[nodiscard]] Vek::U16 entryHandleProgramSuccessCount() const {

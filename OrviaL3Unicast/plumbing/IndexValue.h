@@ -1,6 +1,8 @@
 // A number with one attribute, `value`: a group's number, a row, a position in a block.
 //
-// Each table has one under its own name (`Name` keeps the types apart). Prints as the bare number.
+// Each table has one under its own name (`Name` keeps the types apart). Prints as the bare number,
+// and is read from a text that names the attribute: {'value': 7}. What it prints is on purpose not
+// what it reads.
 #pragma once
 
 #include <compare>
@@ -10,6 +12,7 @@
 
 #include "Vek/Hash.h"
 #include "Vek/String.h"
+#include "Vek/TextParser.h"
 
 namespace OrviaL3Unicast::plumbing {
 
@@ -20,6 +23,10 @@ class IndexValue {
   // Implicit on purpose: written as a plain number.
   constexpr IndexValue(std::uint32_t value)
       : value_(value) {}  // NOLINT(google-explicit-constructor)
+  // From {'value': <number>} at the front of a text; see Vek/TextParser.h.
+  IndexValue(Vek::String::IteratorConst& begin, Vek::String::IteratorConst const& end) {
+    Vek::attributeFromText(begin, end, "value", &value_);
+  }
 
   [[nodiscard]] constexpr std::uint32_t value() const { return value_; }
   [[nodiscard]] constexpr std::uint32_t hash(unsigned seed) const {

@@ -2,10 +2,11 @@
 // OrviaFeaturePlugin/<qualified name of the table> under the plug-in root, and what a unit does
 // when the library is loaded.
 //
-// A table's unit derives T::UtilLoader from UtilLoader<T> and has one static Registration<T>, the
-// only object of the unit with a static initialiser. Everything else that the library keeps for the
-// process is constant-initialised or local to a function: a plug-in is loaded, and uses the
-// library, while the units behind this one are not initialised yet.
+// A table's unit derives T::UtilLoader from UtilLoader<T> and has one static Registration<T>, its
+// last object with a static initialiser: before it there is only the enum of the handles' mode,
+// which is known to the registry by then. Everything else that the library keeps for the process is
+// constant-initialised or local to a function: a plug-in is loaded, and uses the library, while the
+// units behind this one are not initialised yet.
 //
 // `T` offers qualifiedName, module(), numbers.utilLoader and the class UtilLoader.
 #pragma once

@@ -1,4 +1,5 @@
-// The framework modules of the platform's own classes: their type numbers and names.
+// The framework modules of the platform's own classes and of the value types that attributes are
+// made of: their type numbers and names.
 #pragma once
 
 #include "Vek/VekType.h"
@@ -11,6 +12,20 @@ struct VekNumbers {
   static constexpr std::uint16_t notifieeConst = 1;
   static constexpr std::uint16_t entity = 2;
   static constexpr std::uint16_t genericIf = 3;
+  static constexpr std::uint16_t boolean = 4;
+  static constexpr std::uint16_t u8 = 5;
+  static constexpr std::uint16_t u16 = 6;
+  static constexpr std::uint16_t u32 = 7;
+  static constexpr std::uint16_t u1 = 8;
+  static constexpr std::uint16_t u2 = 9;
+  static constexpr std::uint16_t u4 = 10;
+  static constexpr std::uint16_t u5 = 11;
+  static constexpr std::uint16_t u10 = 12;
+  static constexpr std::uint16_t u14 = 13;
+  static constexpr std::uint16_t string = 14;
+  static constexpr std::uint16_t attributeId = 15;
+  static constexpr std::uint16_t voidPtrConst = 16;
+  static constexpr std::uint16_t type = 17;
 };
 
 }  // namespace Vek
@@ -27,6 +42,10 @@ struct AsicNumbers {
   static constexpr std::uint16_t firstFreeIndexAllocator = 5;
   static constexpr std::uint16_t anySizedBlockAllocator = 6;
   static constexpr std::uint16_t l3EcmpNextHopKey = 7;
+  static constexpr std::uint16_t index = 8;
+  static constexpr std::uint16_t blockSize = 9;
+  static constexpr std::uint16_t autoRemoveType = 10;
+  static constexpr std::uint16_t entryState = 11;
 };
 
 }  // namespace Asic

@@ -19,6 +19,7 @@ class String;
 template <class T>
 class Ptr;
 struct VekModule;
+struct VekReflection;
 struct VekTypeInfo;
 struct VekValueOps;
 
@@ -44,11 +45,13 @@ struct VEK_EXPORT VekType {
 };
 
 // What somebody who knows a value only as an untyped pointer and a VekType can do with it: keep a
-// copy, find it again by content, show it. vekValueOps<T> of Vek/VekValueOps.h makes one.
+// copy, find it again by content, show it, read it from text. vekValueOps<T> of Vek/VekValueOps.h
+// makes one. What a type does not offer is none.
 struct VekValueOps {
   std::size_t size;
   std::size_t alignment;
-  // Equal values have equal hashes for every seed.
+  // Equal values have equal hashes for every seed. A type whose values are no keys raises
+  // UnhashableTypeException.
   std::uint32_t (*hash)(void const* value, unsigned seed);
   bool (*equal)(void const* a, void const* b);
   // Constructs a copy of `from` in the raw memory at `to`.
@@ -56,6 +59,17 @@ struct VekValueOps {
   // Ends the value's life; its memory stays the caller's.
   void (*destroy)(void* value);
   String (*text)(void const* value);
+  // Constructs a default value in the raw memory at `to`.
+  void (*construct)(void* to) = nullptr;
+  void (*assign)(void* to, void const* from) = nullptr;
+  // Constructs, in the raw memory at `to`, the value that the whole text says. Raises Exception and
+  // leaves the memory raw when there is none.
+  void (*parse)(void* to, String const& text) = nullptr;
+  // Reading this type from text is a programming error and aborts, as the type holds a collection,
+  // which has no text: ask before you call parse.
+  bool parseAborts = false;
+
+  [[nodiscard]] constexpr bool parses() const { return parse != nullptr && !parseAborts; }
 };
 
 // How an entity is made by somebody who knows its type and its name only. Types that take no
@@ -63,13 +77,15 @@ struct VekValueOps {
 using NewEntityForDir = Ptr<Entity> (*)(String const& name, void* args);
 
 // One row of a module: a type's number, its qualified class name, the type that it derives from,
-// for a value type its operations and, for an entity that is made by name, how to make one.
+// for a value type its operations, for an entity that is made by name how to make one, and for a
+// type that tools can look into its attributes and operations (Vek/Reflect.h).
 struct VekTypeInfo {
   std::uint16_t number;
   char const* name;
   VekType base;
   VekValueOps const* value = nullptr;
   NewEntityForDir newEntityForDir = nullptr;
+  VekReflection const* reflection = nullptr;
 };
 
 struct VekModule {

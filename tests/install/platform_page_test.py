@@ -23,6 +23,7 @@ READABLE = [
     ("std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
      "std::string"),
     ("std::basic_ostream<char, std::char_traits<char> >", "std::ostream"),
+    ("__gnu_cxx::__normal_iterator<char const*, std::string >", "Vek::String::IteratorConst"),
     ("std::vector<std::string, std::allocator<std::string > >", "std::vector<std::string>"),
 ]
 

@@ -1,0 +1,30 @@
+// The tables by name: what `--get`, `--set` and `--ls` do.
+//
+//   setByName(mapping.tables(), {"group.entry[#1].numPaths", "4"});
+//   fmt::print("{}", gotByName(mapping.tables(), "ingress.entrys"));
+//   fmt::print("{}", listedByName(mapping.tables(), "ecmp.entryHandle[#1]"));
+//
+// A path begins with a table (ingress, ecmp, member, group) and goes on as Vek/Walker.h says. Only
+// plain values can be set: what refers to objects, or holds others, is refused. Nothing that ends
+// an object can be reached.
+//
+// All throw Vek::Exception that names the place in the path.
+//
+// Threading: the loop's thread; a change may write to the hardware. Ownership: texts.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "agent/Mapping.h"
+
+namespace OrviaL3Agent {
+
+// The value at the path, in one line.
+[[nodiscard]] std::string gotByName(Mapping::Tables const& tables, std::string const& path);
+// A line for each attribute or element; the tables, when the path is empty.
+[[nodiscard]] std::string listedByName(Mapping::Tables const& tables, std::string const& path);
+// Path and value.
+void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change);
+
+}  // namespace OrviaL3Agent
