@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <limits>
 #include <string_view>
 
 #include "Vek/TextParser.h"
@@ -12,6 +13,8 @@ namespace OrviaL3Agent {
 namespace {
 
 constexpr std::array<std::string_view, 4> kTables = {"ingress", "ecmp", "member", "group"};
+
+constexpr std::size_t kAllElements = std::numeric_limits<std::size_t>::max();
 
 struct Place {
   Vek::Ptr<Vek::PtrInterface const> table;
@@ -45,12 +48,13 @@ std::string listedByName(Mapping::Tables const& tables, std::string const& path)
     return text;
   }
   Place const place = placeOf(tables, path);
-  for (Vek::Walker::Line const& line : Vek::Walker(place.table).list(place.path)) {
-    text +=
-        fmt::format("{}: {} = {}{}{}\n", line.name, line.type, line.text,
-                    line.isCollection ? " elements" : "", line.isWritable ? "" : " (read only)");
+  auto const lines = Vek::Walker(place.table).list(place.path, kAllElements);
+  for (Vek::Walker::Line const& line : lines) {
+    text += fmt::format("{}: {} = {}{}\n", line.name, line.type, line.text,
+                        line.isWritable ? "" : " (read only)");
   }
-  return text;
+  // A plain value has nothing below it, and an empty collection nothing yet.
+  return text.empty() ? "nothing\n" : text;
 }
 
 void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change) {

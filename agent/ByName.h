@@ -1,7 +1,7 @@
 // The tables by name: what `--get`, `--set` and `--ls` do.
 //
 //   setByName(mapping.tables(), {"group.entry[#1].numPaths", "4"});
-//   fmt::print("{}", gotByName(mapping.tables(), "ingress.entrys"));
+//   fmt::print("{}", gotByName(mapping.tables(), "ingress.numEntries"));
 //   fmt::print("{}", listedByName(mapping.tables(), "ecmp.entryHandle[#1]"));
 //
 // A path begins with a table (ingress, ecmp, member, group) and goes on as Vek/Walker.h says. Only
@@ -22,7 +22,8 @@ namespace OrviaL3Agent {
 
 // The value at the path, in one line.
 [[nodiscard]] std::string gotByName(Mapping::Tables const& tables, std::string const& path);
-// A line for each attribute or element; the tables, when the path is empty.
+// A line for each attribute or element; "nothing" where there is none. The tables, when the path is
+// empty.
 [[nodiscard]] std::string listedByName(Mapping::Tables const& tables, std::string const& path);
 // Path and value.
 void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change);

@@ -58,9 +58,11 @@ class Hardware final : public EventLoop::Source {
 
   [[nodiscard]] SoftAsic::SoftDevice& device() { return device_; }
   [[nodiscard]] SoftAsic::SoftDevice const& device() const { return device_; }
-  // A row of the next-hop table, whichever view's it is.
+  // A row of the next-hop table, whichever view's it is; an empty one where there is no such row,
+  // which a handle can name once somebody has set it by name.
   [[nodiscard]] SoftAsic::NextHopHwTable::Row const& row(std::uint32_t row) const {
-    return device_.nextHops().row(row);
+    static SoftAsic::NextHopHwTable::Row const none;
+    return row < device_.nextHops().rows() ? device_.nextHops().row(row) : none;
   }
   // Of the member rows from `first` on, those that refused or lost their last write.
   [[nodiscard]] std::size_t memberRowsNotTaken(std::uint32_t first, std::uint32_t count) const;

@@ -267,17 +267,33 @@ Report Replay::report() const {
 
 namespace {
 
-// Sets, then lists and prints. What a change writes is answered before anything is printed.
-void namedCommands(ReplayOptions const& options, Replay& replay) {
+// Sets, then lists and prints. What a change writes is answered before anything is printed. Returns
+// whether all names and values are right; what is wrong is told, and the rest is done.
+bool namedCommands(ReplayOptions const& options, Replay& replay) {
   Mapping::Tables const& tables = replay.mapping().tables();
-  for (auto const& change : options.sets) setByName(tables, change);
+  bool areRight = true;
+  auto const attempt = [&areRight](auto const& command) {
+    try {
+      command();
+    } catch (Vek::Exception const& error) {
+      std::fflush(stdout);
+      fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
+      areRight = false;
+    }
+  };
+  for (auto const& change : options.sets) attempt([&] { setByName(tables, change); });
   if (!options.sets.empty()) {
     while (replay.turn()) {
     }
   }
-  for (std::string const& path : options.lists) fmt::print("{}", listedByName(tables, path));
-  for (std::string const& path : options.gets) fmt::print("{}", gotByName(tables, path));
+  for (std::string const& path : options.lists) {
+    attempt([&] { fmt::print("{}", listedByName(tables, path)); });
+  }
+  for (std::string const& path : options.gets) {
+    attempt([&] { fmt::print("{}", gotByName(tables, path)); });
+  }
   if (!options.lists.empty() || !options.gets.empty()) fmt::print("\n");
+  return areRight;
 }
 
 }  // namespace
@@ -292,14 +308,7 @@ int replayCommand(ReplayOptions const& options, TableSource const& source) {
     Progress progress(progressStyle(options.progress));
     replay.run(progress);
   }
-  try {
-    namedCommands(options, replay);
-  } catch (Vek::Exception const& error) {
-    // A name or a value of the command line.
-    std::fflush(stdout);
-    fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
-    return kExitUsage;
-  }
+  bool const namesAreRight = namedCommands(options, replay);
   Report const report = replay.report();
   if (options.show) fmt::print("{}\n", showText(report));
   if (options.routes) fmt::print("Routes\n{}\n", routesText(replay.mapping()));
@@ -326,6 +335,7 @@ int replayCommand(ReplayOptions const& options, TableSource const& source) {
                report.stream.messages);
     if (result == kExitOk) result = kExitUsage;
   }
+  if (!namesAreRight && result == kExitOk) result = kExitUsage;
   if (!replay.error()) return result;
   std::fflush(stdout);
   fmt::print(stderr, "orvia-l3-agent: {}: {}\n", options.file, replay.error()->what());

@@ -44,6 +44,8 @@ TEST(ByName, ListsTablesAttributesAndElements) {
   std::string const table = printed("--ls group");
   EXPECT_TRUE(contains(table, "entry: OrviaL3Unicast::L3EcmpGroupTable::Entry = 3 elements"));
   EXPECT_TRUE(contains(table, "numEntries: "));
+  EXPECT_FALSE(contains(table, "elements elements"));
+  EXPECT_EQ(printed("--ls group.numEntries"), "nothing\n");
   std::string const entry = printed("--ls 'group.entry[#1]'");
   EXPECT_TRUE(contains(entry, "numPaths: "));
   EXPECT_TRUE(contains(entry, "(read only)"));
@@ -70,6 +72,29 @@ TEST(ByName, SetsAValueAndTheHardwareFollows) {
 TEST(ByName, SetsBeforeItPrintsAndInOrder) {
   EXPECT_EQ(printed("--get group.numEntries --set group.numEntries=7 --set group.numEntries=8"),
             "8\n");
+}
+
+TEST(ByName, ListsEveryElement) {
+  Bytes many;
+  for (std::uint32_t id = 1; id <= 1200; ++id) many += announceRouted(id, id);
+  TemporaryFile const file(many);
+  Ended const ended = agent("replay '" + file.path() + "' --ls ingress.entry");
+  EXPECT_EQ(lines(ended.output.substr(0, ended.output.find("\nReplayed "))), 1200U);
+}
+
+TEST(ByName, SetsARowThatIsNotThere) {
+  Ended const ended = agent("replay " + stream("w1-static.0.fpm") +
+                            " --set 'ingress.entryHandle[#1].key.hwEntryIndex=32768'");
+  EXPECT_EQ(ended.exitCode, 0) << ended.error;
+  EXPECT_TRUE(contains(ended.output, "1 unanswered"));
+}
+
+TEST(ByName, DoesTheRestWhenANameIsWrong) {
+  Ended const ended =
+      agent("replay " + stream("w1-static.0.fpm") + " --get group.nothing --get group.numEntries");
+  EXPECT_EQ(ended.exitCode, kExitUsage);
+  EXPECT_TRUE(ended.output.starts_with("16384\n\nReplayed ")) << ended.output;
+  EXPECT_TRUE(contains(ended.error, "nothing"));
 }
 
 TEST(ByName, RefusesWhatCannotBe) {
