@@ -41,9 +41,8 @@ class Adjacencies {
 
   // Whose number it is, or was before a restart as far as is known.
   [[nodiscard]] std::optional<Identity> ownerOf(std::uint16_t number) const;
-  // Numbers of before that nobody uses and no row names are free now. Returns whether there were
-  // any.
-  bool forget() { return state_->numbers.forget(); }
+  // Numbers of before that nobody uses and no row names are free now.
+  void forget() { state_->numbers.forget(); }
   // No row names the number any longer.
   void unnamed(std::uint16_t number) { state_->numbers.unnamed(number); }
 

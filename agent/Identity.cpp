@@ -15,14 +15,14 @@ Asic::AddressFamily familyOf(std::uint8_t family) {
   return family == AF_INET6 ? Asic::AddressFamily::ipv6 : Asic::AddressFamily::none;
 }
 
-Asic::GatewayAddress gatewayOf(std::optional<Fpm::Address> const& gateway) {
-  if (!gateway) return {};
-  std::array<std::uint8_t, 16> const& bytes = gateway->bytes;
-  if (gateway->family == AF_INET6) return Asic::GatewayAddress::ipv6(bytes);
+}  // namespace
+
+Asic::GatewayAddress gatewayOf(std::optional<Fpm::Address> const& address) {
+  if (!address) return {};
+  std::array<std::uint8_t, 16> const& bytes = address->bytes;
+  if (address->family == AF_INET6) return Asic::GatewayAddress::ipv6(bytes);
   return Asic::GatewayAddress::ipv4({bytes[0], bytes[1], bytes[2], bytes[3]});
 }
-
-}  // namespace
 
 Identity identityOf(Fpm::NextHop const& nextHop) {
   return {kVrf, familyOf(nextHop.family), nextHop.interface, gatewayOf(nextHop.gateway),

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "Asic/L3EcmpNextHopKey.h"
@@ -21,6 +22,8 @@ using Identity = Asic::L3EcmpNextHopKey;
 // Everything of a stream is in the one routing instance that there is: next hops do not name one.
 inline constexpr std::uint32_t kVrf = 0;
 
+// None for no address.
+[[nodiscard]] Asic::GatewayAddress gatewayOf(std::optional<Fpm::Address> const& address);
 [[nodiscard]] Identity identityOf(Fpm::NextHop const& nextHop);
 // `family`: the route's (AF_INET or AF_INET6). A path with a gateway of the other family is of the
 // gateway's family, as a next hop of its own would be.

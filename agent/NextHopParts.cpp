@@ -91,11 +91,10 @@ std::optional<NextHopParts::Parts> NextHopParts::restored(
                .adjacency = adjacencies_.use(identity)};
 }
 
-bool NextHopParts::forget() {
-  bool const interfaces = interfaces_.forget();
-  bool const mtuProfiles = mtuProfiles_.forget();
-  bool const neighbours = adjacencies_.forget();
-  return interfaces || mtuProfiles || neighbours;
+void NextHopParts::forget() {
+  interfaces_.forget();
+  mtuProfiles_.forget();
+  adjacencies_.forget();
 }
 
 std::optional<Identity> NextHopParts::identityOf(SoftAsic::NextHopContents const& contents) const {

@@ -71,9 +71,8 @@ class NextHopParts {
   // has now. Nothing when the row is not one of this identity, as far as is known.
   [[nodiscard]] std::optional<Parts> restored(Identity const& identity,
                                               SoftAsic::NextHopContents const& contents);
-  // Numbers of before that nobody uses and no row of the hardware names are free now. Returns
-  // whether there were any.
-  bool forget();
+  // Numbers of before that nobody uses and no row of the hardware names are free now.
+  void forget();
 
   // The identity that a hardware row stands for; nothing when no identity in use would be written
   // like that.

@@ -98,11 +98,9 @@ class Numbering {
     auto const found = kept_.find(number);
     return found == kept_.end() ? std::nullopt : std::optional(found->second);
   }
-  // Gives back the numbers that are kept and that the hardware does not name. Returns whether there
-  // were any.
-  bool forget() {
+  // Gives back the numbers that are kept and that the hardware does not name.
+  void forget() {
     waiting_ = false;
-    std::size_t const before = kept_.size();
     for (auto at = kept_.begin(); at != kept_.end();) {
       if (isNamed_ && isNamed_(at->first)) {
         ++at;
@@ -110,7 +108,6 @@ class Numbering {
         at = free(at);
       }
     }
-    return kept_.size() < before;
   }
   // The hardware does not name the number any longer.
   void unnamed(std::uint32_t number) {

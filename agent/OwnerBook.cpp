@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -103,10 +102,7 @@ void ownerOf(std::string const& text, std::optional<Identity>& owner) {
   if (next == "via") {
     std::optional<Fpm::Address> const address = addressOf(word(rest));
     if (!address) return;
-    auto const& bytes = address->bytes;
-    gateway = address->family == AF_INET6
-                  ? Asic::GatewayAddress::ipv6(bytes)
-                  : Asic::GatewayAddress::ipv4({bytes[0], bytes[1], bytes[2], bytes[3]});
+    gateway = gatewayOf(address);
     next = word(rest);
   }
   bool const onlink = next == "onlink";

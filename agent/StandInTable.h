@@ -56,8 +56,8 @@ class StandInTable {
   [[nodiscard]] std::optional<Key> ownerOf(std::uint32_t slot) const;
   // The entry of before, programmed at once as it was then. Requires an owner of the slot.
   [[nodiscard]] Handle restored(std::uint32_t slot);
-  // Slots of before that nobody uses and no row names are free now. Returns whether there were any.
-  bool forget() { return slots_.forget(); }
+  // Slots of before that nobody uses and no row names are free now.
+  void forget() { slots_.forget(); }
   // No row names the slot any longer.
   void unnamed(std::uint32_t slot) { slots_.unnamed(slot); }
 
