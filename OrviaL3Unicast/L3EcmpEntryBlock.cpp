@@ -42,7 +42,9 @@ class L3EcmpEntryBlock::Body final
   mutable bool digestKnown_ = false;
 };
 
-Vek::String valueToStrep(L3EcmpMember const& member) { return Vek::format("%s", member); }
+Vek::String valueToStrep(L3EcmpMember const& member) {
+  return Vek::format("%s", member.nextHopEntryHandle_);
+}
 
 L3EcmpMember::L3EcmpMember(Vek::String::IteratorConst& begin,
                            Vek::String::IteratorConst const& end) {

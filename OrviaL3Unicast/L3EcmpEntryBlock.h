@@ -46,7 +46,7 @@ class ORVIA_L3_EXPORT L3EcmpMember {
   }
   // The address of the handle object.
   friend std::ostream& operator<<(std::ostream& out, L3EcmpMember const& member) {
-    return out << member.nextHopEntryHandle_;
+    return Vek::writeText(out, valueToStrep(member).str());
   }
   friend ORVIA_L3_EXPORT Vek::String valueToStrep(L3EcmpMember const& member);
 
@@ -101,7 +101,7 @@ class ORVIA_L3_EXPORT L3EcmpEntryBlock : public Asic::EntryBlockBase {
   // the address of the handle.
   friend ORVIA_L3_EXPORT bool operator<(L3EcmpEntryBlock const& a, L3EcmpEntryBlock const& b);
   friend std::ostream& operator<<(std::ostream& out, L3EcmpEntryBlock const& block) {
-    return out << valueToStrep(block);
+    return Vek::writeText(out, valueToStrep(block).str());
   }
   // One line; the members are not in it.
   friend ORVIA_L3_EXPORT Vek::String valueToStrep(L3EcmpEntryBlock const& block);

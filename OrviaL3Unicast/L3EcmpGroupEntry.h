@@ -49,6 +49,8 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
 
   // All stored fields at once, for hardware that takes a whole row.
   [[nodiscard]] L3EcmpGroupFields const& fields() const { return fields_; }
+  // The same for a change: each setter of a field does no more than store it.
+  [[nodiscard]] L3EcmpGroupFields& fields() { return fields_; }
 
   [[nodiscard]] std::uint32_t lbMode() const { return fields_.lbMode; }
   void lbModeIs(std::uint32_t value) { fields_.lbMode = value; }
@@ -73,7 +75,7 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
     return a.compare(b) == std::strong_ordering::less;
   }
   friend std::ostream& operator<<(std::ostream& out, L3EcmpGroupEntry const& entry) {
-    return out << valueToStrep(entry);
+    return Vek::writeText(out, valueToStrep(entry).str());
   }
   // One line; the needed handle and what is derived from it are not in it.
   friend Vek::String valueToStrep(L3EcmpGroupEntry const& entry) {

@@ -21,24 +21,24 @@ constexpr Vek::VekReflection recordRows{recordAttributes, {}};
 
 // The table asks its utility, which it must have as soon as it has a hardware table: whoever looks
 // from outside is told instead of ending the process.
-template <auto Row>
+template <auto Row, plumbing::FixedString Name>
 std::uint32_t rowAskedOfUtil(L3EcmpGroupTable const& table) {
   OrviaAsicUtils::SwTable const& platform = table;
   if (table.hwTable() && !Vek::vekCast<L3EcmpGroupTableUtil>(platform.util().get())) {
-    throw Vek::ReflectionException("the table has no utility to ask");
+    static constexpr auto text =
+        Traits::qualifiedName + "." + Name + ": the table has no utility to ask";
+    throw Vek::ReflectionException(text.c_str());
   }
   return (table.*Row)();
 }
 
-constexpr Vek::AttributeId minIndexId{engine::TableAttribute::first + 10};
-constexpr Vek::AttributeId maxIndexId{engine::TableAttribute::first + 11};
 constexpr auto attributes = engine::joined(
     engine::entryTableAttributes<Traits>(),
     std::array{
-        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::minIndex>>(minIndexId,
-                                                                                       "minIndex"),
-        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::maxIndex>>(maxIndexId,
-                                                                                       "maxIndex"),
+        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::minIndex, "minIndex">>(
+            engine::TableAttribute::minIndex, "minIndex"),
+        Vek::attribute<L3EcmpGroupTable, &rowAskedOfUtil<&L3EcmpGroupTable::maxIndex, "maxIndex">>(
+            engine::TableAttribute::maxIndex, "maxIndex"),
     });
 constexpr auto operations = engine::entryTableOperations<Traits>();
 constexpr Vek::VekReflection tableRows{attributes, operations};

@@ -2,6 +2,7 @@
 // and the table itself. For the unit; the rest of its types come from engine/ReflectTable.h.
 #pragma once
 
+#include <array>
 #include <optional>
 
 #include "OrviaL3Unicast/L3EcmpMemberTable.h"
@@ -46,7 +47,8 @@ namespace OrviaL3Unicast {
 // The row is read from the handle, which the member itself does not look for.
 inline Asic::Index nextHopRow(L3EcmpMember const& member) {
   if (!member.nextHopEntryHandle()) {
-    throw Vek::ReflectionException("nextHopEntry: the member has no handle");
+    throw Vek::ReflectionException(
+        "OrviaL3Unicast::L3EcmpMemberTable::Entry.nextHopEntry: the member has no handle");
   }
   return member.nextHopEntry();
 }
@@ -96,7 +98,9 @@ struct MemberBlockRows {
 
 struct MemberWaitingRows {
   using Waiting = L3EcmpUnresolvedEntryBlock;
-  static constexpr auto attributes = engine::tallyAttributes<L3EcmpMemberTraits, Waiting>();
+  static constexpr auto attributes =
+      engine::joined(std::array{Vek::attribute<Waiting, &Waiting::key>(1, "key")},
+                     engine::tallyAttributes<L3EcmpMemberTraits, Waiting>(2));
   static constexpr Vek::VekOperation operations[] = {
       Vek::operation("initializeUnresolvedEntryBlock", {},
                      {{"block", Vek::reflectedType<L3EcmpEntryBlock>}}),
@@ -114,7 +118,10 @@ struct CommittedBlockElements {
     return table.entryBlockExists(block) ? std::optional(block) : std::nullopt;
   }
   static void write(L3EcmpMemberTable& table, Key const& block, Element const& same) {
-    if (!(block == same)) throw Vek::ReflectionException("entryBlock: a block is its own key");
+    if (!(block == same)) {
+      throw Vek::ReflectionException(
+          "OrviaL3Unicast::L3EcmpMemberTable.entryBlock: a block is its own key");
+    }
     table.entryBlockIs(block);
   }
   static void del(L3EcmpMemberTable& table, Key const& block) { table.entryBlockDel(block); }
@@ -145,14 +152,14 @@ struct MemberTableRows {
   using Table = L3EcmpMemberTable;
   using Attribute = engine::TableAttribute;
   static constexpr Vek::VekAttribute attributes[] = {
-      Vek::collection<L3EcmpMemberTable, CommittedBlockElements>(Attribute::entryBlock,
-                                                                 "entryBlock"),
-      Vek::collection<L3EcmpMemberTable, WaitingBlockElements>(Attribute::unresolvedEntryBlock,
-                                                               "unresolvedEntryBlock"),
-      Vek::collection<L3EcmpMemberTable, engine::RawHandleElements<L3EcmpMemberTraits>>(
-          Attribute::rawEntryHandle, "rawEntryHandle"),
       Vek::attribute<L3EcmpMemberTable, &L3EcmpMemberTable::indexAllocator>(
           Attribute::indexAllocator, "indexAllocator"),
+      Vek::collection<L3EcmpMemberTable, engine::RawHandleElements<L3EcmpMemberTraits>>(
+          Attribute::rawEntryHandle, "rawEntryHandle"),
+      Vek::collection<L3EcmpMemberTable, WaitingBlockElements>(Attribute::unresolvedEntryBlock,
+                                                               "unresolvedEntryBlock"),
+      Vek::collection<L3EcmpMemberTable, CommittedBlockElements>(Attribute::entryBlock,
+                                                                 "entryBlock"),
   };
   static constexpr Vek::VekArgument block{"block", Vek::reflectedType<L3EcmpEntryBlock>};
   static constexpr Vek::VekArgument autoRemove{"autoRemove",

@@ -85,6 +85,8 @@ class NextHopEntry : public engine::NeededHandleCollection {
 
   // All stored fields at once, for hardware that takes a whole row.
   [[nodiscard]] NextHopFields const& fields() const { return fields_; }
+  // The same for a change: each setter of a field does no more than store it.
+  [[nodiscard]] NextHopFields& fields() { return fields_; }
 
   [[nodiscard]] std::uint16_t destination() const { return fields_.destination; }
   void destinationIs(std::uint16_t value) { fields_.destination = value; }
@@ -133,7 +135,7 @@ class NextHopEntry : public engine::NeededHandleCollection {
   }
 
   friend std::ostream& operator<<(std::ostream& out, NextHopEntry const& entry) {
-    return out << valueToStrep(entry);
+    return Vek::writeText(out, valueToStrep(entry).str());
   }
   // One line; the needed handles and what is derived from them are not in it.
   friend Vek::String valueToStrep(NextHopEntry const& entry) {

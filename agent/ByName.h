@@ -2,13 +2,14 @@
 //
 //   setByName(mapping.tables(), {"group.entry[#1].numPaths", "4"});
 //   fmt::print("{}", gotByName(mapping.tables(), "ingress.numEntries"));
-//   fmt::print("{}", listedByName(mapping.tables(), "ecmp.entryHandle[#1]"));
+//   fmt::print("{}", listedByName(mapping.tables(), "group.entryHandle[#1]"));
 //
 // A path begins with a table (ingress, ecmp, member, group) and goes on as Vek/Walker.h says. Only
 // plain values can be set: what refers to objects, or holds others, is refused. Nothing that ends
 // an object can be reached.
 //
-// All throw Vek::Exception that names the place in the path.
+// All throw Vek::Exception that begins with the path, and names the place in it where that is not
+// its end. Long paths and values are cut.
 //
 // Threading: the loop's thread; a change may write to the hardware. Ownership: texts.
 #pragma once
@@ -22,8 +23,8 @@ namespace OrviaL3Agent {
 
 // The value at the path, in one line.
 [[nodiscard]] std::string gotByName(Mapping::Tables const& tables, std::string const& path);
-// A line for each attribute or element; "nothing" where there is none. The tables, when the path is
-// empty.
+// A line for each attribute or element, "(read only)" where setByName refuses that very place. One
+// that says so when there is none. The tables, when the path is empty.
 [[nodiscard]] std::string listedByName(Mapping::Tables const& tables, std::string const& path);
 // Path and value.
 void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change);

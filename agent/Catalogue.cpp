@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "Vek/Reflect.h"
 
@@ -23,6 +25,18 @@ std::string kindOf(VekType type) {
   return type.valueOps()->parses() ? "value" : "value without text constructor";
 }
 
+// A type's own attributes by their numbers: the order of a type's table is that of its parts, and a
+// reader looks for a number.
+std::vector<Vek::VekAttribute const*> attributesById(Vek::VekReflection const& reflection) {
+  std::vector<Vek::VekAttribute const*> attributes;
+  for (Vek::VekAttribute const& attribute : reflection.attributes) attributes.push_back(&attribute);
+  std::stable_sort(attributes.begin(), attributes.end(),
+                   [](Vek::VekAttribute const* a, Vek::VekAttribute const* b) {
+                     return a->id.value() < b->id.value();
+                   });
+  return attributes;
+}
+
 // "read, set", "count, element, set element, delete element".
 std::string accessOf(Vek::VekAttribute const& attribute) {
   std::string text;
@@ -35,6 +49,7 @@ std::string accessOf(Vek::VekAttribute const& attribute) {
   add(attribute.keys != nullptr, "go over");
   add(attribute.elementRead != nullptr, "read element");
   add(attribute.elementWrite != nullptr, "set element");
+  if (attribute.madeFrom.module != nullptr) text += " from " + nameOf(attribute.madeFrom);
   add(attribute.elementDelete != nullptr, "delete element");
   return text;
 }
@@ -73,8 +88,12 @@ nlohmann::ordered_json jsonOf(Vek::VekAttribute const& attribute) {
                               {"type", nameOf(attribute.type)},
                               {"collection", attribute.isCollection()}};
   if (attribute.isCollection()) json["keyType"] = nameOf(attribute.keyType);
+  json["readable"] = attribute.isReadable();
   json["writable"] = attribute.isWritable();
-  json["deletable"] = attribute.elementDelete != nullptr;
+  // Only where it is not the type that is read.
+  if (attribute.madeFrom.module != nullptr) json["madeFrom"] = nameOf(attribute.madeFrom);
+  json["iterable"] = attribute.isIterable();
+  json["deletable"] = attribute.isDeletable();
   return json;
 }
 
@@ -99,9 +118,9 @@ std::string catalogueText() {
     text += fmt::format("{} ({} {}, {}{})\n", nameOf(type), type.module->name, type.number,
                         kindOf(type), base.empty() ? "" : ", is a " + base);
     if (reflectionOf(type) == nullptr) return;
-    for (Vek::VekAttribute const& attribute : reflectionOf(type)->attributes) {
-      text += fmt::format("  {:>3} {}: {} [{}]\n", attribute.id.value(), attribute.name,
-                          typeOf(attribute), accessOf(attribute));
+    for (Vek::VekAttribute const* const attribute : attributesById(*reflectionOf(type))) {
+      text += fmt::format("  {:>3} {}: {} [{}]\n", attribute->id.value(), attribute->name,
+                          typeOf(*attribute), accessOf(*attribute));
     }
     for (Vek::VekOperation const& operation : reflectionOf(type)->operations) {
       text += fmt::format("      {} [{}]\n", signatureOf(operation), remarkOf(operation));
@@ -122,8 +141,8 @@ std::string catalogueJson() {
     json["attributes"] = nlohmann::ordered_json::array();
     json["operations"] = nlohmann::ordered_json::array();
     if (Vek::VekReflection const* const reflection = reflectionOf(type)) {
-      for (auto const& attribute : reflection->attributes)
-        json["attributes"].push_back(jsonOf(attribute));
+      for (Vek::VekAttribute const* const attribute : attributesById(*reflection))
+        json["attributes"].push_back(jsonOf(*attribute));
       for (auto const& operation : reflection->operations)
         json["operations"].push_back(jsonOf(operation));
     }
@@ -145,9 +164,9 @@ std::string catalogueMarkdown() {
     if (reflection == nullptr) return;
     if (!reflection->attributes.empty())
       text += "\n| id | attribute | type | access |\n|---|---|---|---|\n";
-    for (Vek::VekAttribute const& attribute : reflection->attributes) {
-      text += fmt::format("| {} | `{}` | {} | {} |\n", attribute.id.value(), attribute.name,
-                          typeOf(attribute), accessOf(attribute));
+    for (Vek::VekAttribute const* const attribute : attributesById(*reflection)) {
+      text += fmt::format("| {} | `{}` | {} | {} |\n", attribute->id.value(), attribute->name,
+                          typeOf(*attribute), accessOf(*attribute));
     }
     if (!reflection->operations.empty()) text += "\n| operation | |\n|---|---|\n";
     for (Vek::VekOperation const& operation : reflection->operations) {

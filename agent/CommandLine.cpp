@@ -12,6 +12,7 @@
 
 #include "agent/NextHopParts.h"
 #include "agent/PrefixTable.h"
+#include "agent/ShortText.h"
 #include "agent/Version.h"
 
 namespace OrviaL3Agent {
@@ -290,7 +291,7 @@ void addNames(CLI::App& replay, ReplayOptions& options) {
               // A key in brackets may hold anything.
               std::size_t const equals = text.find('=', text.rfind(']') + 1);
               if (equals == std::string::npos || equals == 0) {
-                throw CLI::ValidationError("--set", text + " is not PATH=VALUE");
+                throw CLI::ValidationError("--set", shortened(text) + " is not PATH=VALUE");
               }
               options.sets.emplace_back(text.substr(0, equals), text.substr(equals + 1));
             }

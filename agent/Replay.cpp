@@ -286,8 +286,14 @@ bool namedCommands(ReplayOptions const& options, Replay& replay) {
     while (replay.turn()) {
     }
   }
+  // Several lists need headings; values stay bare, a line each, for scripts.
+  bool const haveHeadings = options.lists.size() > 1;
   for (std::string const& path : options.lists) {
-    attempt([&] { fmt::print("{}", listedByName(tables, path)); });
+    attempt([&] {
+      std::string const listed = listedByName(tables, path);
+      if (haveHeadings) fmt::print("{}:\n", path.empty() ? "tables" : path);
+      fmt::print("{}", listed);
+    });
   }
   for (std::string const& path : options.gets) {
     attempt([&] { fmt::print("{}", gotByName(tables, path)); });

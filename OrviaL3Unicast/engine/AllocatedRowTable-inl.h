@@ -116,7 +116,7 @@ void AllocatedRowTable<T>::entryHandleIs(Key const& key, Vek::Ptr<EntryHandle> c
   Vek::Ptr<EntryHandle>& column = this->store_.findOrInsert(key).value.entryHandle;
   if (!column) ++this->counts_.entryHandles;
   old.swap(column);
-  this->announceKey(TableAttribute::entryHandle, key);
+  this->announceKey(TableBase<T>::Attribute::entryHandle, key);
 }
 
 template <class T>
@@ -143,7 +143,7 @@ Vek::Ptr<Asic::FirstFreeIndexAllocator> AllocatedRowTable<T>::firstFreeIndexAllo
   made->parentIs(this);
   Vek::Ptr<Asic::FirstFreeIndexAllocator> old = made;
   old.swap(firstFreeIndexAllocator_);
-  this->announce(TableAttribute::firstFreeIndexAllocator);
+  this->announce(TableBase<T>::Attribute::firstFreeIndexAllocator);
   return made;
 }
 
@@ -153,7 +153,7 @@ Vek::Ptr<Asic::FirstFreeIndexAllocator> AllocatedRowTable<T>::firstFreeIndexAllo
   taken.swap(firstFreeIndexAllocator_);
   if (!taken) return {};
   taken->parentDel();
-  this->announce(TableAttribute::firstFreeIndexAllocator);
+  this->announce(TableBase<T>::Attribute::firstFreeIndexAllocator);
   return taken;
 }
 
@@ -166,7 +166,7 @@ Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmI
       OrviaAsicUtils::WriteResponseSm::WriteResponseSmIs(table);
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> old = made;
   old.swap(writeResponseSm_);
-  this->announce(TableAttribute::writeResponseSm);
+  this->announce(TableBase<T>::Attribute::writeResponseSm);
   // Taken out again by an observer: stays off.
   if (writeResponseSm_ == made) made->hasNotificationActiveIs(true);
   return made;
@@ -178,7 +178,7 @@ Vek::Ptr<OrviaAsicUtils::WriteResponseSm> AllocatedRowTable<T>::writeResponseSmD
   Vek::Ptr<OrviaAsicUtils::WriteResponseSm> taken;
   taken.swap(writeResponseSm_);
   if (!taken) return {};
-  this->announce(TableAttribute::writeResponseSm);
+  this->announce(TableBase<T>::Attribute::writeResponseSm);
   taken->hasNotificationActiveIs(false);
   return taken;
 }

@@ -25,7 +25,7 @@ void EntryTable<T>::entryIs(Key const& keyOfCaller, Entry const& entry) {
   }
   column.swap(fresh);
   this->table().handleEntry(key);
-  this->announceKey(TableAttribute::entry, key);
+  this->announceKey(TableBase<T>::Attribute::entry, key);
 }
 
 template <class T>
@@ -39,7 +39,7 @@ typename T::Entry EntryTable<T>::entryDel(Key const& keyOfCaller) {
   --counts_.entrys;
   this->releaseIfEmpty(*node);
   this->table().handleEntry(key);
-  this->announceKey(TableAttribute::entry, key);
+  this->announceKey(TableBase<T>::Attribute::entry, key);
   return taken;
 }
 

@@ -79,7 +79,9 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
   }
   friend Vek::String valueToStrep(Mode mode) { return modeText(mode); }
   friend Vek::String stringValue(Mode mode) { return modeText(mode); }
-  friend std::ostream& operator<<(std::ostream& out, Mode mode) { return out << modeText(mode); }
+  friend std::ostream& operator<<(std::ostream& out, Mode mode) {
+    return Vek::writeText(out, modeText(mode).str());
+  }
 
   // Removes what the table keeps for the key: the parked record, then the programmed one (with its
   // hardware row), then, where the table registers handles, the registration, without which it

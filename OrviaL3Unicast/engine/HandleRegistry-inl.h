@@ -35,7 +35,7 @@ void EntryTable<T>::entryHandleDel(Key const& key) {
     --counts_.entryHandles;
     this->releaseIfEmpty(*node);
   }
-  this->announceKey(TableAttribute::entryHandle, key);
+  this->announceKey(TableBase<T>::Attribute::entryHandle, key);
 }
 
 template <class T>

@@ -66,7 +66,7 @@ Vek::Ptr<EntryHandle<T>> KeyRowTable<T>::entryHandleIs(Key const& key, Table* ta
   Vek::Ptr<EntryHandle> const made = this->entryHandleFactory(key, table);
   column = made;
   ++this->counts_.entryHandles;
-  this->announceKey(TableAttribute::entryHandle, key);
+  this->announceKey(TableBase<T>::Attribute::entryHandle, key);
   return made;
 }
 

@@ -85,7 +85,7 @@ typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySmIs(
   column = made;
   ++counts_.pendingEntrySms;
   made->tableIs(&this->table());
-  this->announceKey(TableAttribute::pendingEntrySm, key);
+  this->announceKey(TableBase<T>::Attribute::pendingEntrySm, key);
   // Taken out again by an observer: stays off.
   if (made->table() != nullptr) made->hasNotificationActiveIs(true);
   return made;
@@ -99,7 +99,7 @@ typename EntryTable<T>::PendingEntrySm::Ptr EntryTable<T>::pendingEntrySmDel(Key
   --counts_.pendingEntrySms;
   taken->tableIs(nullptr);
   this->releaseIfEmpty(*node);
-  this->announceKey(TableAttribute::pendingEntrySm, taken->key());
+  this->announceKey(TableBase<T>::Attribute::pendingEntrySm, taken->key());
   taken->hasNotificationActiveIs(false);
   return taken;
 }

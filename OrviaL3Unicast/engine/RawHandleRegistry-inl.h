@@ -26,7 +26,7 @@ void RawHandleRegistry<T>::rawEntryHandleIs(Key const& key, EntryHandle* handle)
     return;
   }
   this->store_.findOrInsert(key).value.rawEntryHandle = handle;
-  this->announceKey(TableAttribute::rawEntryHandle, key);
+  this->announceKey(TableBase<T>::Attribute::rawEntryHandle, key);
 }
 
 template <class T>
@@ -36,7 +36,7 @@ void RawHandleRegistry<T>::rawEntryHandleDel(Key const& keyOfCaller) {
     node->value.rawEntryHandle = nullptr;
     this->releaseIfEmpty(*node);
   }
-  this->announceKey(TableAttribute::rawEntryHandle, key);
+  this->announceKey(TableBase<T>::Attribute::rawEntryHandle, key);
 }
 
 template <class T>

@@ -63,12 +63,7 @@ struct StoredField {
   using Type = std::remove_cvref_t<decltype(std::declval<Entry const&>().fields().*member)>;
 
   static Type read(Entry const& entry) { return entry.fields().*member; }
-  // The record shows its fields read-only and has a setter for each, all of which do just this. The
-  // record itself can be changed: it is somebody's copy.
-  static void write(Entry& entry, Type const& value) {
-    using Fields = std::remove_cvref_t<decltype(entry.fields())>;
-    const_cast<Fields&>(entry.fields()).*member = value;
-  }
+  static void write(Entry& entry, Type const& value) { entry.fields().*member = value; }
 };
 
 template <class Entry, std::size_t Row, std::size_t Accessors>
@@ -96,11 +91,12 @@ constexpr auto recordAttributes(Accessors const&... accessors) {
   constexpr std::size_t count = std::tuple_size_v<decltype(Entry::attributes())>;
   std::array<Vek::VekAttribute, sizeof...(Accessors)> const given{{accessors...}};
   return [&]<std::size_t... Row>(std::index_sequence<Row...>) {
-    // The count once more under a name of its own, as a part of the collection of needed handles.
+    // In front, as declared attributes are numbered from 2: the collection's count once more, under
+    // a name of its own.
     constexpr Vek::AttributeId countId{1};
     return std::array<Vek::VekAttribute, count + 1>{
-        {detail::recordRow<Entry, Row>(given)...,
-         Vek::attribute<Entry, &Entry::neededEntryHandleCount>(countId, "neededEntryHandleCount")}};
+        {Vek::attribute<Entry, &Entry::neededEntryHandleCount>(countId, "neededEntryHandleCount"),
+         detail::recordRow<Entry, Row>(given)...}};
   }
   (std::make_index_sequence<count>());
 }

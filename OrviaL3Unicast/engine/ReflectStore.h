@@ -2,8 +2,8 @@
 // with what the table offers for its elements.
 //
 // Elements that a table makes itself cannot be set: handles of a table whose keys bring their rows,
-// reactors, parked records. Everything that can be set or deleted goes through the table's own
-// operations, which announce.
+// parked records. A pending reactor is made for the handle that is given. Everything that can be
+// set or deleted goes through the table's own operations, which announce.
 #pragma once
 
 #include <array>
@@ -25,14 +25,13 @@ constexpr std::array<Row, First + Second> joined(std::array<Row, First> const& f
   return all;
 }
 
-// A table shows its store to those that derive from it only; nothing is ever made of this class.
+// Goes over a table's store, which the table shows to nobody else but those that derive from it.
 template <class T>
-class StoreView : public TableBase<T> {
- public:
+struct StoreView {
   // Visits the keys whose columns are wanted, in the order in which they came.
   template <class Wanted, class Visit>
   static void keys(TableBase<T> const& table, Wanted const& wanted, Visit const& visit) {
-    for (auto const& node : table.*(&StoreView::store_)) {
+    for (auto const& node : table.store_) {
       if (wanted(node.value)) visit(node.key);
     }
   }
@@ -108,6 +107,12 @@ struct PendingElements {
   using Key = typename T::Key;
   using Element = typename PendingEntrySm<T>::Ptr;
 
+  // The key's reactor, re-targeted to the handle, or a new one.
+  using Origin = Vek::Ptr<EntryHandle<T>>;
+  static void make(Table& table, Key const& key, Origin const& entryHandle) {
+    table.pendingEntrySmIs(entryHandle, key);
+  }
+
   static std::optional<Element> read(Table const& table, Key const& key) {
     return table.pendingEntrySm(key);
   }
@@ -132,7 +137,9 @@ struct RawHandleElements {
   // this table and key only: any other would leave an address behind.
   static void write(Table& table, Key const& key, Element const& handle) {
     if (handle && !(handle->swTable() == &table && handle->key() == key)) {
-      throw Vek::ReflectionException("rawEntryHandle takes a handle of this table and key only");
+      static constexpr auto text =
+          T::qualifiedName + ".rawEntryHandle: a handle of another table or key";
+      throw Vek::ReflectionException(text.c_str());
     }
     table.rawEntryHandleIs(key, handle.get());
   }

@@ -2,12 +2,16 @@
 // reactors, parked record, utility, and the table itself. Written once over the traits; each unit
 // puts them into its module (engine/ModuleTypes.h) and so registers them under its own types.
 //
+// Rows stand in the order in which the class declares its attributes, and their numbers ascend in
+// that order, behind those of the bases.
+//
 // Rows that all tables share with the platform's bases (hwTable, util, name, hwEntryIndex, ...)
 // stand in the platform's own modules.
 #pragma once
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <type_traits>
 
@@ -56,8 +60,8 @@ template <class T>
 struct WatcherRows {
   using Watcher = NeededEntryHandleSm<T>;
   static constexpr Vek::VekAttribute attributes[] = {
-      Vek::attribute<Watcher, &Watcher::attributeId>(1, "attributeId"),
-      Vek::attribute<Watcher, &Watcher::notifier, &Watcher::notifierIs>(2, "notifier"),
+      Vek::attribute<Watcher, &Watcher::notifier, &Watcher::notifierIs>(1, "notifier"),
+      Vek::attribute<Watcher, &Watcher::attributeId>(2, "attributeId"),
   };
   static constexpr Vek::VekOperation operations[] = {
       // What the framework runs once a watcher has its place; the watcher's own step does the work.
@@ -92,16 +96,16 @@ struct WatcherElements {
   }
 };
 
-// What a parked record and a waiting block (Parked) have in common, numbered alike.
+// What a parked record and a waiting block (Parked) have in common, numbered from `first` on, in
+// the order in which both declare it.
 template <class T, class Parked>
-constexpr auto tallyAttributes() {
+constexpr auto tallyAttributes(std::uint32_t first) {
   return std::array{
-      Vek::attribute<Parked, &Parked::key>(1, "key"),
-      Vek::collection<Parked, WatcherElements<T>>(2, "neededEntryHandleSm"),
+      Vek::attribute<Parked, &Parked::neededEntryHandleCount>(first, "neededEntryHandleCount"),
       Vek::attribute<Parked, &Parked::entryHandleProgramSuccessCount,
-                     &Parked::entryHandleProgramSuccessCountIs>(3,
+                     &Parked::entryHandleProgramSuccessCountIs>(first + 1,
                                                                 "entryHandleProgramSuccessCount"),
-      Vek::attribute<Parked, &Parked::neededEntryHandleCount>(4, "neededEntryHandleCount"),
+      Vek::collection<Parked, WatcherElements<T>>(first + 2, "neededEntryHandleSm"),
   };
 }
 template <class Parked>
@@ -114,7 +118,11 @@ template <class T>
 struct UnresolvedEntryRows {
   using Parked = UnresolvedEntry<T>;
   static constexpr auto attributes = joined(
-      tallyAttributes<T, Parked>(), std::array{Vek::attribute<Parked, &Parked::entry>(5, "entry")});
+      std::array{
+          Vek::attribute<Parked, &Parked::key>(1, "key"),
+          Vek::attribute<Parked, &Parked::entry>(2, "entry"),
+      },
+      tallyAttributes<T, Parked>(3));
   static constexpr Vek::VekOperation operations[] = {
       Vek::operation("initializeUnresolvedEntry", {},
                      {{"entry", Vek::reflectedType<typename T::Entry>}}),
@@ -154,24 +162,28 @@ struct UtilRows {
 template <class T>
 constexpr auto entryTableAttributes() {
   using Table = typename T::Table;
-  using Attribute = TableAttribute;
-  auto const shared = std::array{
-      Vek::collection<Table, EntryElements<T>>(Attribute::entry, "entry"),
-      Vek::collection<Table, HandleElements<T>>(Attribute::entryHandle, "entryHandle"),
-      Vek::collection<Table, ParkedElements<T>>(Attribute::unresolvedEntry, "unresolvedEntry"),
-      Vek::collection<Table, PendingElements<T>>(Attribute::pendingEntrySm, "pendingEntrySm"),
-  };
+  using Attribute = typename Table::Attribute;
+  constexpr auto pending =
+      Vek::collection<Table, PendingElements<T>>(Attribute::pendingEntrySm, "pendingEntrySm");
+  constexpr auto parked =
+      Vek::collection<Table, ParkedElements<T>>(Attribute::unresolvedEntry, "unresolvedEntry");
+  constexpr auto handles =
+      Vek::collection<Table, HandleElements<T>>(Attribute::entryHandle, "entryHandle");
+  constexpr auto entries = Vek::collection<Table, EntryElements<T>>(Attribute::entry, "entry");
   if constexpr (T::ownsRows) {
-    return joined(shared, std::array{
-                              Vek::collection<Table, RawHandleElements<T>>(
-                                  Attribute::rawEntryHandle, "rawEntryHandle"),
-                              Vek::attribute<Table, &Table::writeResponseSm>(
-                                  Attribute::writeResponseSm, "writeResponseSm"),
-                              Vek::attribute<Table, &Table::firstFreeIndexAllocator>(
-                                  Attribute::firstFreeIndexAllocator, "firstFreeIndexAllocator"),
-                          });
+    return std::array{
+        Vek::attribute<Table, &Table::firstFreeIndexAllocator>(Attribute::firstFreeIndexAllocator,
+                                                               "firstFreeIndexAllocator"),
+        Vek::attribute<Table, &Table::writeResponseSm>(Attribute::writeResponseSm,
+                                                       "writeResponseSm"),
+        pending,
+        parked,
+        Vek::collection<Table, RawHandleElements<T>>(Attribute::rawEntryHandle, "rawEntryHandle"),
+        handles,
+        entries,
+    };
   } else {
-    return shared;
+    return std::array{handles, pending, parked, entries};
   }
 }
 

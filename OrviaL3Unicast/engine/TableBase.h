@@ -1,6 +1,9 @@
 // Who a table is: its types, its utility, its announcements. Base of all four tables.
 #pragma once
 
+#include <cstdint>
+#include <type_traits>
+
 #include "Asic/AutoRemoveType.h"
 #include "OrviaAsicUtils/SwTable.h"
 #include "OrviaAsicUtils/SwTableUtil.h"
@@ -9,20 +12,34 @@
 namespace OrviaL3Unicast::engine {
 
 // Under which attribute a table announces the changes of each of its collections; the key of the
-// announcement points to the changed key (none for writeResponseSm).
+// announcement points to the changed key (none for the allocators and writeResponseSm). Reflection
+// shows the attributes under the same numbers.
+//
+// Every table's numbers ascend in the order in which it declares the attributes. The tables share
+// one numbering, so that who watches several needs one; hence the gaps in each.
 struct TableAttribute {
   static constexpr std::uint32_t first = OrviaAsicUtils::SwTable::firstTableAttribute;
-  static constexpr Vek::AttributeId entry{first + 0};
-  static constexpr Vek::AttributeId entryHandle{first + 1};
-  static constexpr Vek::AttributeId rawEntryHandle{first + 2};
-  static constexpr Vek::AttributeId unresolvedEntry{first + 3};
+  static constexpr Vek::AttributeId firstFreeIndexAllocator{first + 0};
+  static constexpr Vek::AttributeId indexAllocator{first + 1};
+  static constexpr Vek::AttributeId writeResponseSm{first + 2};
+  // first + 3: see KeyRowTableAttribute.
   static constexpr Vek::AttributeId pendingEntrySm{first + 4};
-  static constexpr Vek::AttributeId writeResponseSm{first + 5};
-  static constexpr Vek::AttributeId firstFreeIndexAllocator{first + 6};
-  static constexpr Vek::AttributeId indexAllocator{first + 7};
-  static constexpr Vek::AttributeId entryBlock{first + 8};
+  static constexpr Vek::AttributeId unresolvedEntry{first + 5};
+  static constexpr Vek::AttributeId rawEntryHandle{first + 6};
+  static constexpr Vek::AttributeId entryHandle{first + 7};
+  static constexpr Vek::AttributeId entry{first + 8};
   static constexpr Vek::AttributeId unresolvedEntryBlock{first + 9};
+  static constexpr Vek::AttributeId entryBlock{first + 10};
+  static constexpr Vek::AttributeId minIndex{first + 11};
+  static constexpr Vek::AttributeId maxIndex{first + 12};
 };
+// A table whose keys bring their rows declares its handles first.
+struct KeyRowTableAttribute : TableAttribute {
+  static constexpr Vek::AttributeId entryHandle{first + 3};
+};
+
+template <class T>
+struct StoreView;
 
 // A handle's way back to its table: does not keep the table alive, and is empty once the table is
 // gone. One per table, shared by all of its handles.
@@ -49,7 +66,7 @@ class TableBase : public OrviaAsicUtils::SwTable {
   using Table = typename T::Table;
   using Key = typename T::Key;
   using Util = typename T::Util;
-  using Attribute = TableAttribute;
+  using Attribute = std::conditional_t<T::ownsRows, TableAttribute, KeyRowTableAttribute>;
   using EntryHandle = engine::EntryHandle<T>;
 
   [[nodiscard]] Vek::VekType fwkType() const override;
@@ -97,6 +114,8 @@ class TableBase : public OrviaAsicUtils::SwTable {
   Store store_;
 
  private:
+  friend struct StoreView<T>;
+
   Vek::Ptr<TableLink<T>> link_;
   // The utility setting that was last found to be of the right class; 0 stands for none at all.
   mutable std::uint32_t checkedUtilVersion_ = 0;

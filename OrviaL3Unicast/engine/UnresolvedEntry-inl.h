@@ -58,7 +58,7 @@ typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntryIs(Key const& key
   unresolvedEntries_.append(*made);
   ++counts_.unresolvedEntrys;
   made->table_ = &this->table();
-  this->announceKey(TableAttribute::unresolvedEntry, key);
+  this->announceKey(TableBase<T>::Attribute::unresolvedEntry, key);
   return made;
 }
 
@@ -67,7 +67,7 @@ typename UnresolvedEntry<T>::Ptr EntryTable<T>::unresolvedEntryDel(Key const& ke
   auto* const node = this->store_.find(key);
   if (node == nullptr || !node->value.unresolvedEntry) return {};
   typename UnresolvedEntry::Ptr const taken = takeUnresolvedEntry(*node);
-  this->announceKey(TableAttribute::unresolvedEntry, taken->key());
+  this->announceKey(TableBase<T>::Attribute::unresolvedEntry, taken->key());
   return taken;
 }
 

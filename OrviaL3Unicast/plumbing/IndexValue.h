@@ -1,8 +1,8 @@
 // A number with one attribute, `value`: a group's number, a row, a position in a block.
 //
-// Each table has one under its own name (`Name` keeps the types apart). Prints as the bare number,
-// and is read from a text that names the attribute: {'value': 7}. What it prints is on purpose not
-// what it reads.
+// Each table has one under its own name (`Name` keeps the types apart). Prints as the bare decimal
+// number, whatever the stream is set to, and is read from a text that names the attribute:
+// {'value': 7}. What it prints is on purpose not what it reads.
 #pragma once
 
 #include <compare>
@@ -37,7 +37,7 @@ class IndexValue {
   friend constexpr auto operator<=>(IndexValue, IndexValue) = default;
   friend Vek::String valueToStrep(IndexValue index) { return std::to_string(index.value_); }
   friend std::ostream& operator<<(std::ostream& out, IndexValue index) {
-    return out << index.value_;
+    return Vek::writeText(out, valueToStrep(index).str());
   }
 
  private:

@@ -1,7 +1,8 @@
 // Unsigned integers of a given number of bits: U1, U2, U4, U5, U10, U14.
 //
 // Stored in the smallest whole number of bytes. A value that does not fit raises
-// Vek::RangeException naming type and value. The text form is the decimal number.
+// Vek::RangeException naming type and value. The text form is the decimal number, on
+// a stream too, whatever base or width the stream is set to.
 #pragma once
 
 #include <compare>
@@ -41,7 +42,7 @@ requires(Bits >= 1 && Bits <= 16) class FixedWidth {
   friend constexpr bool operator==(FixedWidth, FixedWidth) = default;
   friend constexpr auto operator<=>(FixedWidth, FixedWidth) = default;
   friend std::ostream& operator<<(std::ostream& out, FixedWidth number) {
-    return out << static_cast<unsigned>(number.value_);
+    return writeText(out, std::to_string(number.value_));
   }
 
  private:

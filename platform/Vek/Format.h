@@ -1,9 +1,10 @@
 // Vek::format: the framework's text formatting. Each "%s" or "%u" of the text is replaced by the
-// next argument in its stream output; "%%" stands for a percent sign. Argument types are checked by
-// the language, so "%u" and "%s" differ only for the reader. A text that asks for more arguments
-// than there are, or for fewer, raises Vek::Exception.
+// next argument in its stream output, whatever the process's locale is; "%%" stands for a percent
+// sign. Argument types are checked by the language, so "%u" and "%s" differ only for the reader. A
+// text that asks for more arguments than there are, or for fewer, raises Vek::Exception.
 #pragma once
 
+#include <locale>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -20,6 +21,7 @@ VEK_EXPORT String formatTexts(std::string_view text, std::vector<std::string> co
 template <class Value>
 std::string streamed(Value const& value) {
   std::ostringstream out;
+  out.imbue(std::locale::classic());  // numbers as they are read, without anybody's separators
   out << value;
   return std::move(out).str();
 }

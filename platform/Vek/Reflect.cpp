@@ -181,7 +181,7 @@ Value attributeOperation(Value& object, AttributeId id, AttributeOperation opera
     case AttributeOperation::elementWrite:
       if (row.elementWrite == nullptr) break;
       requireType(row.keyType, key, place, "key");
-      requireType(row.type, in, place, "value");
+      requireType(row.writtenType(), in, place, "value");
       row.elementWrite(addressForChange(object), key, in);
       return {};
     case AttributeOperation::elementDelete:
@@ -226,10 +226,15 @@ void AttributeIterator::skipGone() {
 }
 
 Value AttributeIterator::object() const {
+  if (!*this) return {};
   return attribute_->elementRead(addressOf(*object_), key());
 }
 
 void AttributeIterator::del() {
+  if (!*this) {
+    throw ReflectionException(where(object_->objectType(), *attribute_) +
+                              ": there is no element behind the last");
+  }
   attributeOperation(*object_, attribute_->id, AttributeOperation::elementDelete, {}, key());
 }
 

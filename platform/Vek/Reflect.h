@@ -43,10 +43,24 @@ struct VekAttribute {
   std::size_t (*count)(void const* object) = nullptr;
   // Appends the keys of the moment, in the order of the collection.
   void (*keys)(void const* object, std::vector<Value>& keys) = nullptr;
+  // What elementWrite takes when it is no element: the object makes its elements itself, each from
+  // a value of this type. None for all others, which are written with what they are read as.
+  VekType madeFrom{};
 
   [[nodiscard]] constexpr bool isCollection() const { return keyType.module != nullptr; }
+  [[nodiscard]] constexpr bool isReadable() const {
+    return read != nullptr || elementRead != nullptr;
+  }
+  [[nodiscard]] constexpr bool isIterable() const {
+    return keys != nullptr && elementRead != nullptr;
+  }
   [[nodiscard]] constexpr bool isWritable() const {
     return write != nullptr || elementWrite != nullptr;
+  }
+  [[nodiscard]] constexpr bool isDeletable() const { return elementDelete != nullptr; }
+  // The type of the values that it is written with.
+  [[nodiscard]] constexpr VekType writtenType() const {
+    return madeFrom.module != nullptr ? madeFrom : type;
   }
 };
 
@@ -136,15 +150,18 @@ class VEK_EXPORT AttributeIterator {
  public:
   AttributeIterator(Value& object, VekAttribute const& attribute);
 
-  // To the next element that is still there.
+  // To the next element that is still there, or behind the last, where it stays.
   AttributeIterator& operator++();
-  // Whether it stands at an element rather than behind the last.
+  // Whether it stands at an element rather than behind the last. It does so also when that element
+  // has gone since it came here.
   explicit operator bool() const { return position_ < keys_.size(); }
-  [[nodiscard]] Value const& key() const { return keys_[position_]; }
-  // The element; nothing when it has gone since the iterator came here.
+  // The key of the element; nothing behind the last.
+  [[nodiscard]] Value key() const { return *this ? keys_[position_] : Value(); }
+  // The element; nothing when it has gone, and behind the last.
   [[nodiscard]] Value object() const;
-  // Deletes the element; the iterator stays where it is. Raises ReadOnlyException when elements of
-  // the collection cannot be deleted.
+  // Deletes the element; the iterator stays where it is, and an element that has gone is none to
+  // delete. Raises ReadOnlyException when elements of the collection cannot be deleted,
+  // ReflectionException behind the last.
   void del();
 
  private:

@@ -18,6 +18,8 @@
 //   static std::optional<Element> read(C const&, Key const&);   // nothing for an absent one; an
 //                                                               // empty reference is absent, too
 //   static void write(C&, Key const&, Element const&);          // if elements can be set
+//   using Origin = ...;                                         // if C makes elements itself: what
+//   static void make(C&, Key const&, Origin const&);            // it makes one from (madeFrom)
 //   static void del(C&, Key const&);                            // if they can be deleted
 //   static std::size_t count(C const&);
 //   static void keys(C const&, auto const& visit);              // visit(Key const&)
@@ -142,6 +144,10 @@ struct CollectionFunctions {
   static void write(void* object, Value const& key, Value const& value) {
     Collection::write(objectAt<C>(object), Keys::native(key), Elements::native(value));
   }
+  static void make(void* object, Value const& key, Value const& value) {
+    using Origins = Reflected<typename Collection::Origin>;
+    Collection::make(objectAt<C>(object), Keys::native(key), Origins::native(value));
+  }
   static void del(void* object, Value const& key) {
     Collection::del(objectAt<C>(object), Keys::native(key));
   }
@@ -167,6 +173,9 @@ constexpr VekAttribute collection(AttributeId id, char const* name) {
                   Collection::write(object, key, element);
                 }) {
     row.elementWrite = &Functions::write;
+  } else if constexpr (requires { typename Collection::Origin; }) {
+    row.elementWrite = &Functions::make;
+    row.madeFrom = reflectedType<typename Collection::Origin>;
   }
   if constexpr (requires(C & object, Key const& key) { Collection::del(object, key); }) {
     row.elementDelete = &Functions::del;

@@ -1,5 +1,8 @@
 // The framework's text: a std::string under the framework's name, with the iterator type that text
 // constructors take. Converts both ways without ceremony.
+//
+// A text on a stream is laid out as the stream says. The text form of a value is not: it is what
+// others read, so a value's stream output goes through writeText().
 #pragma once
 
 #include <compare>
@@ -41,5 +44,12 @@ class String {
  private:
   std::string text_;
 };
+
+// Writes the text to the last character, whatever width, fill, base or locale the stream is set to.
+// A width that is set is used up, as by any output.
+inline std::ostream& writeText(std::ostream& out, std::string_view text) {
+  out.width(0);
+  return out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
 
 }  // namespace Vek

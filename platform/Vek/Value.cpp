@@ -1,9 +1,9 @@
 #include "Vek/Value.h"
 
 #include <new>
-#include <sstream>
 #include <string>
 
+#include "Vek/Format.h"
 #include "Vek/ReflectException.h"
 
 namespace Vek {
@@ -93,9 +93,7 @@ String Value::text() const {
   if (data_) return opsOf(type_).text(data_.get());
   if (!isObject_) return {};
   if (!object_) return "None";
-  std::ostringstream out;
-  out << object_;
-  return String(std::move(out).str());
+  return detail::streamed(object_);
 }
 
 std::uint32_t Value::hash(unsigned seed) const {

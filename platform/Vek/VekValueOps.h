@@ -2,7 +2,8 @@
 //
 //   {KeyNumbers::key, "My::Key", {}, &Vek::vekValueOps<My::Key>}
 //
-// T needs ==, a copy constructor, a stream output and a member `hash(unsigned seed)` of 32 bits.
+// T needs ==, a copy constructor, a member `hash(unsigned seed)` of 32 bits, and a text form: a
+// valueToStrep, or else a stream output.
 // What differs is said by specialising a template here: VekValueHash, VekValueText, VekValueParse.
 // A T that is read from text has a text constructor or a sequenceToValue (Vek/TextParser.h).
 // Default construction and assignment are offered where T has them.
@@ -12,10 +13,10 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <sstream>
 #include <type_traits>
 #include <utility>
 
+#include "Vek/Format.h"
 #include "Vek/Hash.h"
 #include "Vek/String.h"
 #include "Vek/TextParser.h"
@@ -37,6 +38,11 @@ template <class T>
 concept SequenceReadable = requires(String::IteratorConst& begin, String::IteratorConst const& end,
                                     T* value) {
   sequenceToValue(begin, end, value);
+};
+// A type that says its text form itself, and not only by its stream output.
+template <class T>
+concept TextGiving = requires(T const& value) {
+  { valueToStrep(value) } -> std::convertible_to<String>;
 };
 }  // namespace detail
 
@@ -67,9 +73,11 @@ struct VekValueHash<void const*> {
 template <class T>
 struct VekValueText {
   static String text(T const& value) {
-    std::ostringstream out;
-    out << value;
-    return String(std::move(out).str());
+    if constexpr (detail::TextGiving<T>) {
+      return valueToStrep(value);
+    } else {
+      return detail::streamed(value);
+    }
   }
 };
 

@@ -16,6 +16,11 @@ struct Step {
   std::string_view upToHere;  // the path with this step, for errors
 };
 
+// The type and the name of one of its attributes, as errors say them.
+std::string named(Value const& owner, VekAttribute const& row) {
+  return std::string(owner.objectType().name()) + "." + row.name;
+}
+
 [[noreturn]] void refuseAt(std::string_view place, std::string const& why) {
   throw ReflectionException("at '" + std::string(place) + "': " + why);
 }
@@ -96,7 +101,7 @@ Value keyOf(Value& object, VekAttribute const& row, std::string_view element) {
     for (std::size_t left = *ordinal; i; ++i) {
       if (--left == 0) return i.key();
     }
-    throw ReflectionException(std::string(row.name) + " has fewer elements than " +
+    throw ReflectionException(named(object, row) + " has fewer elements than " +
                               std::to_string(*ordinal));
   }
   Value const key = parsedKey(row.keyType, element);
@@ -108,7 +113,7 @@ Value keyOf(Value& object, VekAttribute const& row, std::string_view element) {
   for (AttributeIterator i(object, row); i; ++i) {
     if (i.key().text().str() != element) continue;
     if (!found.isNone()) {
-      throw ReflectionException("several keys of " + std::string(row.name) + " print '" +
+      throw ReflectionException("several keys of " + named(object, row) + " print '" +
                                 std::string(element) + "': name an element by its position, [#1]");
     }
     found = i.key();
@@ -116,8 +121,7 @@ Value keyOf(Value& object, VekAttribute const& row, std::string_view element) {
   if (!found.isNone()) return found;
   // A key that is not there yet can be set, if it can be read.
   if (!key.isNone()) return key;
-  throw ReflectionException(std::string(row.name) + " has no element '" + std::string(element) +
-                            "'");
+  throw ReflectionException(named(object, row) + " has no element '" + std::string(element) + "'");
 }
 
 // An attribute, or an element of it, of something that is held here.
@@ -139,7 +143,7 @@ struct Place {
   void write(Value const& value) {
     at(path, [&] {
       if (isWholeCollection()) {
-        throw ReadOnlyException(std::string(row->name) + " is a collection: name an element");
+        throw ReadOnlyException(named(owner, *row) + " is a collection: name an element");
       }
       attributeOperation(
           owner, row->id,
@@ -154,7 +158,7 @@ Place placeOf(Value const& owner, Step const& step) {
     place.row = &attributeNamed(place.owner, step.name);
     if (!step.element) return place;
     if (!place.row->isCollection()) {
-      throw ReflectionException(std::string(place.row->name) + " is no collection");
+      throw ReflectionException(named(place.owner, *place.row) + " is no collection");
     }
     place.key = keyOf(place.owner, *place.row, *step.element);
     return place;
@@ -202,6 +206,18 @@ Value valueFromText(VekType type, std::string_view text) {
   Ptr<PtrInterface const> const object = detail::objectFromText(begin, whole.end(), type);
   expectEndOfText(whole, begin);
   return Value::object(type, object.get());
+}
+
+// What the text says for the place. A text that is no value of its type, or too large a number, is
+// refused like any value of another type: by type and attribute, with what the parser says.
+Value valueFor(Place const& place, std::string_view text) {
+  return at(place.path, [&] {
+    try {
+      return valueFromText(place.row->writtenType(), text);
+    } catch (Exception const& failed) {
+      throw ReflectionException(named(place.owner, *place.row) + ": " + failed.what());
+    }
+  });
 }
 
 std::string shown(Place& place) {
@@ -272,11 +288,10 @@ void Walker::set(std::string_view path, std::string_view text) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name an attribute to set");
   std::vector<Place> places = placesOf(rootOf(root_), steps);
-  VekAttribute const& row = *places.back().row;
+  Place& last = places.back();
   // A text for what cannot be set is not even read.
-  Value const value =
-      row.isWritable() ? at(path, [&] { return valueFromText(row.type, text); }) : Value();
-  places.back().write(value);
+  bool const settable = last.row->isWritable() && !last.isWholeCollection();
+  last.write(settable ? valueFor(last, text) : Value());
   writeOutwards(places);
 }
 

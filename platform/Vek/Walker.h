@@ -17,7 +17,9 @@
 // what cannot be written on the way refuses.
 //
 // Every error is a ReflectionException (ReadOnlyException for refused changes) that names the place
-// in the path, type and attribute. What setters, parsers and operations raise passes as it is.
+// in the path, and type and attribute as soon as they are known; so is a text that is no value of
+// the attribute's type. What setters and operations raise passes as it is: a position outside of a
+// block, say, is the block's own RangeException.
 //
 // The walker holds its object, and every object on a path while it works. One thread.
 #pragma once
@@ -45,9 +47,12 @@ class VEK_EXPORT Walker {
   [[nodiscard]] std::vector<OwnedAttribute> attributes(std::string_view path) const;
   [[nodiscard]] std::vector<OwnedOperation> operations(std::string_view path) const;
 
+  // Sets the attribute or element. An element that its object makes itself is set to what it is
+  // made from (VekAttribute::madeFrom).
   void set(std::string_view path, Value const& value) const;
   // The same from text: "None" empties a reference to an object, anything else is read as the
-  // attribute's type. Raises ReflectionException, before it tries, for types that have no text.
+  // attribute's type. Raises ReflectionException for a text that is no such value, and, before it
+  // tries, for types that have no text.
   void set(std::string_view path, std::string_view text) const;
 
   // One line of a listing.

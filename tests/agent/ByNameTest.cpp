@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "Vek/Reflect.h"
 #include "agent/Catalogue.h"
 #include "tests/agent/AgentProcess.h"
 
@@ -45,7 +46,8 @@ TEST(ByName, ListsTablesAttributesAndElements) {
   EXPECT_TRUE(contains(table, "entry: OrviaL3Unicast::L3EcmpGroupTable::Entry = 3 elements"));
   EXPECT_TRUE(contains(table, "numEntries: "));
   EXPECT_FALSE(contains(table, "elements elements"));
-  EXPECT_EQ(printed("--ls group.numEntries"), "nothing\n");
+  EXPECT_TRUE(contains(printed("--ls group.numEntries"), "nothing below this Vek::U32"));
+  EXPECT_EQ(printed("--ls group.unresolvedEntry"), "no elements\n");
   std::string const entry = printed("--ls 'group.entry[#1]'");
   EXPECT_TRUE(contains(entry, "numPaths: "));
   EXPECT_TRUE(contains(entry, "(read only)"));
@@ -97,7 +99,74 @@ TEST(ByName, DoesTheRestWhenANameIsWrong) {
   EXPECT_TRUE(contains(ended.error, "nothing"));
 }
 
+TEST(ByName, KeepsWhatWasSetWhenTheNextChangeFails) {
+  Ended const ended = agent("replay " + stream("w1-static.0.fpm") +
+                            " --set 'group.entry[#1].lbMode=2' --set 'group.entry[#7].lbMode=3' "
+                            "--get 'group.entry[#1].lbMode' --get 'group.entry[#2].lbMode'");
+  EXPECT_EQ(ended.exitCode, kExitUsage);
+  EXPECT_TRUE(ended.output.starts_with("2\n0\n\nReplayed ")) << ended.output;
+  EXPECT_EQ(lines(ended.error), 1U) << ended.error;
+  EXPECT_TRUE(contains(ended.error, "group.entry[#7].lbMode: "));
+  // Every row is still in the hardware.
+  EXPECT_TRUE(contains(ended.output, "3: 3 programmed, 0 parked, 0 refused, 0 unanswered"));
+}
+
+TEST(ByName, MakesTheChangesBehindOneThatFails) {
+  Ended const ended = agent("replay " + stream("w1-static.0.fpm") +
+                            " --set group.numEntries=many --set 'group.entry[#1].lbMode=2' "
+                            "--get group.numEntries --get 'group.entry[#1].lbMode'");
+  EXPECT_EQ(ended.exitCode, kExitUsage);
+  EXPECT_TRUE(ended.output.starts_with("16384\n2\n\nReplayed ")) << ended.output;
+}
+
+TEST(ByName, SaysOfEachPathWhatIsWrong) {
+  std::string const error = complaint(
+      "--ls ecmp.nothing --get group.nothing --set member.nothing=1 --get "
+      "'group.entry[#9].numPaths' "
+      "--set ingress.numEntries=many");
+  EXPECT_EQ(lines(error), 5U) << error;
+  for (char const* const path : {"ecmp.nothing", "group.nothing", "member.nothing",
+                                 "group.entry[#9].numPaths", "ingress.numEntries"}) {
+    EXPECT_TRUE(contains(error, std::string("orvia-l3-agent: ") + path + ": "));
+  }
+  // Where in the path, when that is not its end.
+  EXPECT_TRUE(contains(error, ".numPaths: at 'group.entry[#9]': "));
+}
+
+TEST(ByName, RefusesADotWithoutAName) {
+  EXPECT_TRUE(contains(complaint("--get group."), "group.: a name is missing"));
+  EXPECT_TRUE(contains(complaint("--ls group."), "group.: a name is missing"));
+  EXPECT_TRUE(contains(complaint("--set group.=3"), "group.: a name is missing"));
+  EXPECT_TRUE(contains(complaint("--get 'group.entry[#1].'"), "a name is missing"));
+  EXPECT_TRUE(contains(complaint("--get group..entry"), "a name is missing"));
+}
+
+TEST(ByName, RefusesRecordsThatReferToObjectsThoughTheyHaveAText) {
+  std::string const error = complaint("--set 'member.entryBlock[#1].entry[#1]=None'");
+  EXPECT_TRUE(contains(error, "member.entryBlock[#1].entry[#1]: only plain values can be set"));
+}
+
+TEST(ByName, CutsLongPathsAndValues) {
+  std::string const x(3000, 'x');
+  std::string steps;
+  for (int i = 0; i < 1000; ++i) steps += ".x";
+  for (std::string const& options :
+       {"--get " + x, "--get group." + x, "--get 'group.entry[" + x + "].numPaths'",
+        "--ls group" + steps, "--set group.numEntries=" + x, "--set group" + steps + "=1",
+        "--set group" + steps, "--set 'group.entryHandle[#1].mode=" + x + "'",
+        "--set group.numEntries=" + std::string(3000, '1')}) {
+    std::string const error = complaint(options);
+    EXPECT_LT(error.size(), 900U) << error;
+  }
+  // What is left out is marked, and the end of a path stays.
+  std::string const error = complaint("--get 'group.entry[" + x + "].numPaths'");
+  EXPECT_TRUE(contains(error, "group.entry[xxx"));
+  EXPECT_TRUE(contains(error, "xxx...xxx"));
+  EXPECT_TRUE(contains(error, "xxx].numPaths: "));
+}
+
 TEST(ByName, RefusesWhatCannotBe) {
+  EXPECT_TRUE(contains(complaint("--get ''"), "there is no table \"\""));
   EXPECT_TRUE(contains(complaint("--get nothing"), "nothing: there is no table \"nothing\""));
   EXPECT_TRUE(contains(complaint("--get group.nothing"), "nothing"));
   EXPECT_TRUE(contains(complaint("--get 'group.entry[#9].numPaths'"), "#9"));
@@ -129,6 +198,54 @@ TEST(Catalogue, HasEveryTypeInAllThreeForms) {
     EXPECT_TRUE(names.contains(std::string("OrviaL3Unicast::") + table));
     EXPECT_TRUE(names.contains(std::string("OrviaL3Unicast::") + table + "::EntryHandle"));
   }
+}
+
+TEST(Catalogue, SaysWhatCanBeDoneWithAnAttribute) {
+  auto const json = nlohmann::json::parse(catalogueJson());
+  std::size_t seen = 0;
+  for (auto const& described : json.at("types")) {
+    Vek::VekType const type = Vek::vekTypeNamed(described.at("name").get<std::string>());
+    ASSERT_NE(type.module, nullptr);
+    for (auto const& attribute : described.at("attributes")) {
+      ++seen;
+      SCOPED_TRACE(described.at("name").get<std::string>() + "." + attribute.at("name").dump());
+      auto const* const row = Vek::findAttribute(type, attribute.at("name").get<std::string>());
+      ASSERT_NE(row, nullptr);
+      EXPECT_EQ(attribute.at("id"), row->id.value());
+      EXPECT_EQ(attribute.at("readable"), row->read != nullptr || row->elementRead != nullptr);
+      EXPECT_EQ(attribute.at("writable"), row->write != nullptr || row->elementWrite != nullptr);
+      EXPECT_EQ(attribute.at("iterable"), row->keys != nullptr);
+      EXPECT_EQ(attribute.at("deletable"), row->elementDelete != nullptr);
+      EXPECT_EQ(attribute.contains("madeFrom"), row->madeFrom.module != nullptr);
+      EXPECT_EQ(attribute.at("collection"), row->isCollection());
+    }
+  }
+  EXPECT_GT(seen, 100U);
+}
+
+TEST(Catalogue, GivesEveryTypesAttributesByTheirNumbers) {
+  auto const json = nlohmann::json::parse(catalogueJson());
+  std::string const text = catalogueText();
+  std::string const markdown = catalogueMarkdown();
+  std::size_t types = 0;
+  for (auto const& type : json.at("types")) {
+    std::string const name = type.at("name");
+    std::size_t inText = text.find(name + " (");
+    std::size_t inMarkdown = markdown.find("\n## " + name + "\n");
+    int last = -1;
+    for (auto const& attribute : type.at("attributes")) {
+      EXPECT_GE(attribute.at("id").get<int>(), last) << name;
+      last = attribute.at("id");
+      // The other forms have the same order.
+      inText = text.find(" " + attribute.at("name").get<std::string>() + ": ", inText);
+      inMarkdown =
+          markdown.find("| `" + attribute.at("name").get<std::string>() + "` |", inMarkdown);
+      ASSERT_NE(inText, std::string::npos) << name;
+      ASSERT_NE(inMarkdown, std::string::npos) << name;
+    }
+    if (last >= 0) ++types;
+  }
+  EXPECT_GT(types, 20U);
 }
 
 TEST(Catalogue, IsPrintedByTheProgram) {

@@ -171,19 +171,95 @@ TEST(CatalogueTest, TablesHaveTheirCollectionsAndOperations) {
   EXPECT_EQ(ownOperations(home + "L3EcmpMemberTable"),
             (Names{"entryBlockWrite", "entryBlockRef", "entryDummyWrite", "entryHandleAccess",
                    "entryHandleExists", "handleEntryBlock", "syncEntries"}));
-  using Attribute = OrviaL3Unicast::engine::TableAttribute;
-  Numbers const groups = numbers(home + "L3EcmpGroupTable");
-  EXPECT_EQ(groups.at("entry"), Attribute::entry.value());
-  EXPECT_EQ(groups.at("entryHandle"), Attribute::entryHandle.value());
-  EXPECT_EQ(groups.at("rawEntryHandle"), Attribute::rawEntryHandle.value());
-  EXPECT_EQ(groups.at("unresolvedEntry"), Attribute::unresolvedEntry.value());
-  EXPECT_EQ(groups.at("pendingEntrySm"), Attribute::pendingEntrySm.value());
-  EXPECT_EQ(groups.at("writeResponseSm"), Attribute::writeResponseSm.value());
-  EXPECT_EQ(groups.at("firstFreeIndexAllocator"), Attribute::firstFreeIndexAllocator.value());
-  Numbers const members = numbers(home + "L3EcmpMemberTable");
-  EXPECT_EQ(members.at("indexAllocator"), Attribute::indexAllocator.value());
-  EXPECT_EQ(members.at("entryBlock"), Attribute::entryBlock.value());
-  EXPECT_EQ(members.at("unresolvedEntryBlock"), Attribute::unresolvedEntryBlock.value());
+}
+
+// In the order in which each class declares them, behind those of its bases. The tables share one
+// numbering, in which the handles of the ingress table come first.
+TEST(CatalogueTest, ClassesNumberTheirAttributesInTheOrderOfTheirDeclaration) {
+  EXPECT_EQ(
+      numbers(home + "IngL3NextHop1Table"),
+      (Numbers{
+          {"entryHandle", 19}, {"pendingEntrySm", 20}, {"unresolvedEntry", 21}, {"entry", 24}}));
+  Numbers choosing{{"firstFreeIndexAllocator", 16},
+                   {"writeResponseSm", 18},
+                   {"pendingEntrySm", 20},
+                   {"unresolvedEntry", 21},
+                   {"rawEntryHandle", 22},
+                   {"entryHandle", 23},
+                   {"entry", 24}};
+  EXPECT_EQ(numbers(home + "EcmpIngL3NextHop1Table"), choosing);
+  choosing.insert({{"minIndex", 27}, {"maxIndex", 28}});
+  EXPECT_EQ(numbers(home + "L3EcmpGroupTable"), choosing);
+  EXPECT_EQ(numbers(home + "L3EcmpMemberTable"), (Numbers{{"indexAllocator", 17},
+                                                          {"rawEntryHandle", 22},
+                                                          {"unresolvedEntryBlock", 25},
+                                                          {"entryBlock", 26}}));
+  for (std::string const& table : entryTables) {
+    SCOPED_TRACE(table);
+    std::string const start = home + table + "::";
+    EXPECT_EQ(numbers(start + "PendingEntrySm"), (Numbers{{"notifier", 1}, {"key", 2}}));
+    EXPECT_EQ(numbers(start + "UnresolvedEntry"), (Numbers{{"key", 1},
+                                                           {"entry", 2},
+                                                           {"neededEntryHandleCount", 3},
+                                                           {"entryHandleProgramSuccessCount", 4},
+                                                           {"neededEntryHandleSm", 5}}));
+    EXPECT_EQ(numbers(start + "UnresolvedEntry::NeededEntryHandleSm"),
+              (Numbers{{"notifier", 1}, {"attributeId", 2}}));
+  }
+  std::string const members = home + "L3EcmpMemberTable::";
+  EXPECT_EQ(numbers(members + "UnresolvedEntryBlock"),
+            (Numbers{{"key", 1},
+                     {"neededEntryHandleCount", 2},
+                     {"entryHandleProgramSuccessCount", 3},
+                     {"neededEntryHandleSm", 4}}));
+  EXPECT_EQ(numbers(members + "UnresolvedEntryBlock::NeededEntryHandleSm"),
+            (Numbers{{"notifier", 1}, {"attributeId", 2}}));
+  EXPECT_EQ(numbers(members + "Entry"), (Numbers{{"nextHopEntryHandle", 1}, {"nextHopEntry", 2}}));
+  EXPECT_EQ(numbers(members + "EntryBlock"),
+            (Numbers{{"blockSize", 1}, {"entryInternal", 2}, {"entry", 3}}));
+}
+
+TEST(CatalogueTest, RowsStandInTheOrderOfTheirNumbers) {
+  for (VekType const type : Vek::vekTypes()) {
+    if (type.info()->reflection == nullptr) continue;
+    auto const& rows = type.info()->reflection->attributes;
+    EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), [](auto const& a, auto const& b) {
+      return a.id < b.id;
+    })) << type.name();
+  }
+}
+
+// What tables announce is what their attributes are numbered.
+TEST(CatalogueTest, TablesAnnounceUnderTheNumbersOfTheirAttributes) {
+  auto const check = [](std::string const& table,
+                        std::map<std::string, Vek::AttributeId> announced) {
+    Numbers const shown = numbers(home + table);
+    for (auto const& [name, id] : announced) {
+      ASSERT_TRUE(shown.contains(name)) << table << "." << name;
+      EXPECT_EQ(shown.at(name), id.value()) << table << "." << name;
+    }
+  };
+  using namespace OrviaL3Unicast;
+  using Ingress = IngL3NextHop1Table::Attribute;
+  check("IngL3NextHop1Table", {{"entryHandle", Ingress::entryHandle},
+                               {"pendingEntrySm", Ingress::pendingEntrySm},
+                               {"unresolvedEntry", Ingress::unresolvedEntry},
+                               {"entry", Ingress::entry}});
+  using Choosing = L3EcmpGroupTable::Attribute;
+  for (char const* const table : {"EcmpIngL3NextHop1Table", "L3EcmpGroupTable"}) {
+    check(table, {{"firstFreeIndexAllocator", Choosing::firstFreeIndexAllocator},
+                  {"writeResponseSm", Choosing::writeResponseSm},
+                  {"pendingEntrySm", Choosing::pendingEntrySm},
+                  {"unresolvedEntry", Choosing::unresolvedEntry},
+                  {"rawEntryHandle", Choosing::rawEntryHandle},
+                  {"entryHandle", Choosing::entryHandle},
+                  {"entry", Choosing::entry}});
+  }
+  using Members = L3EcmpMemberTable::Attribute;
+  check("L3EcmpMemberTable", {{"indexAllocator", Members::indexAllocator},
+                              {"rawEntryHandle", Members::rawEntryHandle},
+                              {"unresolvedEntryBlock", Members::unresolvedEntryBlock},
+                              {"entryBlock", Members::entryBlock}});
 }
 
 TEST(CatalogueTest, BasesAndUtilitiesHaveWhatAllTablesShare) {
@@ -297,8 +373,9 @@ TEST(CatalogueTest, OffersTheChangesThatTheClassesDo) {
         "Asic::AnySizedBlockAllocator", "OrviaAsicUtils::WriteResponseSm", "Loader::Singleton"}) {
     EXPECT_EQ(changeable(name), Names()) << name;
   }
-  Names const byKeyRow{"entry set", "entry delete", "entryHandle delete", "unresolvedEntry delete",
-                       "pendingEntrySm delete"};
+  Names const byKeyRow{"entry set",          "entry delete",
+                       "entryHandle delete", "unresolvedEntry delete",
+                       "pendingEntrySm set", "pendingEntrySm delete"};
   Names byOwnRow = byKeyRow;
   byOwnRow.insert({"entryHandle set", "rawEntryHandle set", "rawEntryHandle delete"});
   for (std::string const& table : entryTables) {
@@ -325,6 +402,45 @@ TEST(CatalogueTest, OffersTheChangesThatTheClassesDo) {
   EXPECT_EQ(changeable(members + "::EntryBlock"),
             (Names{"entryInternal set", "entryInternal delete", "entry set", "entry delete"}));
   EXPECT_EQ(changeable(members + "::Index"), Names{"value set"});
+}
+
+// The reactors of a table are the only elements that are set from something else than an element.
+TEST(CatalogueTest, SaysWhatAnElementIsMadeFrom) {
+  Names made;
+  for (VekType const type : Vek::vekTypes()) {
+    for (auto const& owned : Vek::attributesOf(type)) {
+      Vek::VekAttribute const& row = *owned.attribute;
+      if (row.madeFrom.module == nullptr) {
+        EXPECT_EQ(row.writtenType(), row.type);
+        continue;
+      }
+      made.insert(std::string(type.name()) + "." + row.name);
+      EXPECT_EQ(row.writtenType(), row.madeFrom);
+      EXPECT_EQ(row.madeFrom.name(), std::string(type.name()) + "::EntryHandle");
+      EXPECT_EQ(row.type.name(), std::string(type.name()) + "::PendingEntrySm");
+    }
+  }
+  Names expected;
+  for (std::string const& table : entryTables) expected.insert(home + table + ".pendingEntrySm");
+  EXPECT_EQ(made, expected);
+}
+
+// What a catalogue says of an attribute: everything can be read, and collections be gone over.
+TEST(CatalogueTest, SaysWhatCanBeDoneWithAnAttribute) {
+  for (VekType const type : Vek::vekTypes()) {
+    if (type.info()->reflection == nullptr) continue;
+    for (auto const& row : type.info()->reflection->attributes) {
+      SCOPED_TRACE(std::string(type.name()) + "." + row.name);
+      EXPECT_TRUE(row.isReadable());
+      EXPECT_EQ(row.isIterable(), row.isCollection());
+      EXPECT_EQ(row.count != nullptr, row.isCollection());
+      EXPECT_EQ(row.isDeletable(), row.elementDelete != nullptr);
+    }
+  }
+  EXPECT_FALSE(Vek::VekAttribute().isReadable());
+  EXPECT_FALSE(Vek::VekAttribute().isIterable());
+  EXPECT_FALSE(Vek::VekAttribute().isWritable());
+  EXPECT_FALSE(Vek::VekAttribute().isDeletable());
 }
 
 TEST(CatalogueTest, NamesAndNumbersAreUsedOnceInATypeAndItsBases) {

@@ -2,11 +2,15 @@
 // wrong.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
 #include <string>
+#include <vector>
 
 #include "AbortText.h"
 #include "LiveObjects.h"
 #include "ReflectionWorld.h"
+#include "Vek/TextReference.h"
 
 namespace ReflectionTests {
 namespace {
@@ -71,8 +75,10 @@ TEST_F(WalkerTest, KeysThatPrintAlikeAreNamedByPosition) {
   EXPECT_EQ(lines[1].name, "[#2]");
   std::string const key = members.read("rawEntryHandle[#1].key").text();
   EXPECT_EQ(refusalOf([&] { static_cast<void>(members.read("rawEntryHandle[" + key + "]")); }),
-            "at 'rawEntryHandle[" + key + "]': several keys of rawEntryHandle print '" + key +
-                "': name an element by its position, [#1]");
+            "at 'rawEntryHandle[" + key +
+                "]': several keys of "
+                "OrviaL3Unicast::L3EcmpMemberTable.rawEntryHandle print '" +
+                key + "': name an element by its position, [#1]");
   EXPECT_EQ(members.read("entryBlock[" + key + "].blockSize").text(), "2");  // only one is there
 }
 
@@ -120,19 +126,162 @@ TEST_F(WalkerTest, RefusesTypesWithoutTextBeforeItTries) {
   Tables const tables;
   Walker const groups(tables.chain.groups.table);
   EXPECT_EQ(refusalOf([&] { groups.set("entry[7]", "1"); }),
-            "at 'entry[7]': values of type OrviaL3Unicast::L3EcmpGroupTable::Entry cannot be read "
-            "from text");
+            "at 'entry[7]': OrviaL3Unicast::L3EcmpGroupTable.entry: values of type "
+            "OrviaL3Unicast::L3EcmpGroupTable::Entry cannot be read from text");
   Walker const members(tables.chain.members.table);
   EXPECT_THROW(members.set("entryBlock[#1]", "1"), Vek::ReflectionException);
 }
 
-TEST_F(WalkerTest, PassesOnWhatParsersAndSettersRaise) {
+// Like any value of another type: with what the parser says, and where in the text.
+TEST_F(WalkerTest, ATextThatIsNoValueIsRefusedByTypeAndAttribute) {
   Tables const tables;
   Walker const groups(tables.chain.groups.table);
-  EXPECT_THROW(groups.set("numEntries", "many"), Vek::TextException);
-  EXPECT_THROW(groups.set("entry[7].numPaths", "65536"), Vek::RangeException);
+  auto const setting = [&](std::string const& path, std::string const& text) {
+    return refusalOf([&] { groups.set(path, text); });
+  };
+  std::string const table = "OrviaL3Unicast::L3EcmpGroupTable";
+  EXPECT_EQ(
+      setting("numEntries", "many"),
+      "at 'numEntries': " + table + ".numEntries: expected a number but found 'm' at position 0");
+  EXPECT_EQ(setting("numEntries", "12 monkeys"),
+            "at 'numEntries': " + table + ".numEntries: text left over at position 3");
+  EXPECT_EQ(setting("hwTableReady", "maybe"),
+            "at 'hwTableReady': " + table +
+                ".hwTableReady: expected true or false but found 'maybe' at position 0");
+  EXPECT_EQ(setting("entry[7].numPaths", "65536"),
+            "at 'entry[7].numPaths': " + table +
+                "::Entry.numPaths: value 65536 does not fit U16 at position 0");
+  EXPECT_EQ(setting("entryHandle[7].mode", " gone"),
+            "at 'entryHandle[7].mode': " + table + "::EntryHandle.mode: " + table +
+                "::EntryHandle::Mode has no value 'gone' at position 1");
+  // Nobody knows such an object.
+  EXPECT_EQ(setting("hwTable", "0x10"), "at 'hwTable': " + table +
+                                            ".hwTable: no known object has address 0x10 at "
+                                            "position 0");
+  EXPECT_EQ(setting("entry[7].neededEntryHandle[3]", "7"),
+            "at 'entry[7].neededEntryHandle[3]': " + table +
+                "::Entry.neededEntryHandle: expected an address but found '7' at position 0");
+  EXPECT_EQ(groups.read("numEntries").text(), "16");
   EXPECT_EQ(groups.read("entry[7].numPaths").text(), "2");
-  EXPECT_THROW(groups.set("hwTable", "0x10"), Vek::TextException);  // nobody knows such an object
+  EXPECT_EQ(groups.read("entryHandle[7].mode").text(), "add");
+  EXPECT_TRUE(tables.chain.groups.table->hwTableReady());
+}
+
+// A setter's own refusal is what its C++ callers know.
+TEST_F(WalkerTest, PassesOnWhatSettersRaise) {
+  Tables const tables;
+  Walker const members(tables.chain.members.table);
+  Value const member = members.read("entryBlock[#1].entry[#1]");
+  EXPECT_EQ(refusalOf<Vek::RangeException>(
+                [&] { members.set("entryBlock[#1].entry[{'value': 5}]", member); }),
+            "index must be smaller than blockSize");
+}
+
+TEST_F(WalkerTest, AWholeCollectionCannotBeSet) {
+  Tables const tables;
+  Walker const groups(tables.chain.groups.table);
+  std::string const refusal =
+      "at 'entry': OrviaL3Unicast::L3EcmpGroupTable.entry is a collection: name an element";
+  EXPECT_EQ(refusalOf<Vek::ReadOnlyException>([&] { groups.set("entry", "7"); }), refusal);
+  EXPECT_EQ(refusalOf<Vek::ReadOnlyException>([&] { groups.set("entry", Value()); }), refusal);
+}
+
+TEST_F(WalkerTest, ReplacesAnElementByAnotherAndTheHardwareFollows) {
+  Tables tables;
+  Walker const groups(tables.chain.groups.table);
+  tables.chain.journal.take();
+  ChainTests::Groups::Entry const other(0, tables.interface, 3, 5);
+  groups.set("entry[7]", Value(groups.read("entry[7]").type(), &other));
+  EXPECT_EQ(tables.chain.groups.table->entry(7), other);
+  EXPECT_EQ(tables.chain.journal.take(), (ChainTests::Lines{"group write 1 40/5"}));
+  auto const instead = ChainTests::programmedHandle(41);
+  groups.set("entry[#1].neededEntryHandle[#1]", valueOf(instead.get()));
+  EXPECT_EQ(tables.chain.groups.table->entry(7).ecmpBlockPtrHandle(), instead);
+  EXPECT_EQ(tables.chain.journal.take(), (ChainTests::Lines{"group write 1 41/5"}));
+}
+
+// Slots are whole numbers, keys of the collection are numbers of 32 bits: -1 is the greatest.
+TEST_F(WalkerTest, NamesNegativeSlotsByTheNumberOfTheirBits) {
+  Tables const tables;
+  auto& table = *tables.chain.groups.table;
+  Walker const groups(&table);
+  groups.set("entry[7].neededEntryHandle[4294967295]", valueOf(tables.interface.get()));
+  groups.set("entry[7].neededEntryHandle[2147483648]", valueOf(tables.waiting.get()));
+  EXPECT_EQ(table.entry(7).neededEntryHandle(-1), tables.interface);
+  EXPECT_EQ(table.entry(7).neededEntryHandle(std::numeric_limits<int>::min()), tables.waiting);
+  EXPECT_EQ(groups.read("entry[7].neededEntryHandle[4294967295]"), valueOf(tables.interface.get()));
+  std::vector<std::string> slots;
+  groups.walk("entry[7].neededEntryHandle", [&](Value const& slot, Value const&) {
+    slots.push_back(slot.text());
+    return true;
+  });
+  std::sort(slots.begin(), slots.end());
+  EXPECT_EQ(slots, (std::vector<std::string>{"2147483648", "3", "4294967295"}));
+  groups.del("entry[7].neededEntryHandle[4294967295]");
+  groups.set("entry[7].neededEntryHandle[2147483648]", "None");
+  EXPECT_EQ(table.entry(7).neededEntryHandleCount(), 1U);
+  EXPECT_FALSE(table.entry(7).neededEntryHandle(-1));
+  EXPECT_EQ(refusalOf([&] { groups.set("entry[7].neededEntryHandle[-1]", "None"); }),
+            "at 'entry[7].neededEntryHandle[-1]': "
+            "OrviaL3Unicast::L3EcmpGroupTable::Entry.neededEntryHandle has no element '-1'");
+}
+
+TEST_F(WalkerTest, AddsAPendingReactorForAHandle) {
+  Tables tables;
+  auto& table = *tables.chain.groups.table;
+  Walker const groups(&table);
+  tables.chain.groups.observe();
+  Vek::Ptr<ChainTests::Groups::Table::EntryHandle> const seven = table.entryHandle(7);
+  std::vector<int> answers;
+  seven->writeResponseHandlerIs([&](auto state) { answers.push_back(state); });
+
+  groups.del("pendingEntrySm[7]");
+  EXPECT_FALSE(table.pendingEntrySm(7));
+  tables.chain.journal.take();
+  groups.set("pendingEntrySm[{'value': 7}]", valueOf(seven.get()));
+  ASSERT_TRUE(table.pendingEntrySm(7));
+  EXPECT_EQ(tables.chain.journal.take(), (ChainTests::Lines{"group announces pendingEntrySm 7"}));
+  EXPECT_EQ(groups.read("pendingEntrySm[7].notifier"), valueOf(seven.get()));
+  // A new one looks at its handle from the next change on.
+  EXPECT_EQ(answers, std::vector<int>());
+  seven->entryStateIs(ChainTests::refused);
+  EXPECT_EQ(answers, std::vector<int>{2});
+
+  // An existing one is re-targeted, without a word to the table's observers.
+  auto const reactor = table.pendingEntrySm(7);
+  Vek::Ptr<ChainTests::Groups::Table::EntryHandle> const eight = table.entryHandle(8);
+  groups.set("pendingEntrySm[7]", valueOf(eight.get()));
+  EXPECT_EQ(table.pendingEntrySm(7), reactor);
+  EXPECT_EQ(reactor->notifier(), eight);
+  EXPECT_EQ(tables.chain.journal.take(), ChainTests::Lines());
+  groups.set("pendingEntrySm[7]", "None");
+  EXPECT_FALSE(reactor->notifier());
+  seven->writeResponseHandlerIs({});
+}
+
+TEST_F(WalkerTest, APendingReactorIsMadeFromAHandleOfItsTableOnly) {
+  Tables const tables;
+  Walker const groups(tables.chain.groups.table);
+  std::string const start =
+      "at 'pendingEntrySm[7]': OrviaL3Unicast::L3EcmpGroupTable.pendingEntrySm: the value must be "
+      "of type OrviaL3Unicast::L3EcmpGroupTable::EntryHandle, not ";
+  EXPECT_EQ(refusalOf([&] { groups.set("pendingEntrySm[7]", groups.read("pendingEntrySm[7]")); }),
+            start + "OrviaL3Unicast::L3EcmpGroupTable::PendingEntrySm");
+  EXPECT_EQ(refusalOf([&] { groups.set("pendingEntrySm[7]", valueOf(tables.interface.get())); }),
+            start + "Asic::SwTable::EntryHandle");
+}
+
+// From text by its address, for whoever knows live handles.
+TEST_F(WalkerTest, FindsTheHandleOfAPendingReactorByItsAddress) {
+  Tables const tables;
+  Walker const groups(tables.chain.groups.table);
+  Value const eight = groups.read("entryHandle[8]");
+  Vek::ObjectFinder const finder([&](std::uintptr_t address) {
+    return reinterpret_cast<std::uintptr_t>(eight.object()) == address ? eight.object() : nullptr;
+  });
+  EXPECT_THROW(static_cast<void>(groups.read("pendingEntrySm[8]")), Vek::ReflectionException);
+  groups.set("pendingEntrySm[{'value': 8}]", eight.text().str());
+  EXPECT_EQ(groups.read("pendingEntrySm[8].notifier"), eight);
 }
 
 TEST_F(WalkerTest, ErrorsNameThePlaceInThePath) {
@@ -145,13 +294,14 @@ TEST_F(WalkerTest, ErrorsNameThePlaceInThePath) {
   EXPECT_EQ(reading("nothing"), "at 'nothing': " + table + " has no attribute 'nothing'");
   EXPECT_EQ(reading("entry[7].nothing"),
             "at 'entry[7].nothing': " + table + "::Entry has no attribute 'nothing'");
-  EXPECT_EQ(reading("entry[9].numPaths"), "at 'entry[9]': entry has no element '9'");
+  EXPECT_EQ(reading("entry[9].numPaths"), "at 'entry[9]': " + table + ".entry has no element '9'");
   EXPECT_EQ(reading("entry[{'value': 9}]"), "at 'entry[{'value': 9}]': there is nothing here");
-  EXPECT_EQ(reading("entry[#3]"), "at 'entry[#3]': entry has fewer elements than 3");
+  EXPECT_EQ(reading("entry[#3]"), "at 'entry[#3]': " + table + ".entry has fewer elements than 3");
   EXPECT_EQ(reading("entry"), "at 'entry': " + table + ".entry is a collection: name an element");
-  EXPECT_EQ(reading("numEntries[1]"), "at 'numEntries[1]': numEntries is no collection");
+  EXPECT_EQ(reading("numEntries[1]"),
+            "at 'numEntries[1]': " + table + ".numEntries is no collection");
   EXPECT_EQ(reading("numEntries.more"), "at 'numEntries.more': Vek::U32 has no attribute 'more'");
-  EXPECT_EQ(reading("entry[a[7]]"), "at 'entry[a[7]]': entry has no element 'a[7]'");
+  EXPECT_EQ(reading("entry[a[7]]"), "at 'entry[a[7]]': " + table + ".entry has no element 'a[7]'");
   EXPECT_EQ(reading("entry[7"), "at 'entry[7': a bracket is not closed");
   EXPECT_EQ(reading("entry[7]x"), "at 'entry[7]': expected a dot or the end behind it");
   EXPECT_EQ(reading("util..name"), "at 'util.': a name is missing");
@@ -201,7 +351,9 @@ TEST_F(WalkerTest, ListsWhatCannotBeReadWithTheReason) {
   for (Walker::Line const& line : Walker(tables.chain.groups.table).list("")) {
     texts.emplace(line.name, line.text);
   }
-  EXPECT_EQ(texts.at("minIndex"), "(at 'minIndex': the table has no utility to ask)");
+  EXPECT_EQ(texts.at("minIndex"),
+            "(at 'minIndex': OrviaL3Unicast::L3EcmpGroupTable.minIndex: the table has no utility "
+            "to ask)");
   EXPECT_EQ(texts.at("util"), "None");
   tables.chain.groups.table->utilIs(tables.chain.groups.util);
 }
@@ -243,23 +395,6 @@ TEST_F(WalkerTest, AWalkToleratesThatElementsGoAndCome) {
   });
   EXPECT_EQ(keys, (std::vector<std::string>{"1", "3", "4"}));
   EXPECT_EQ(table.entrys(), 3U);
-}
-
-TEST_F(WalkerTest, AnIteratorPassesOverWhatWentAndDoesNotMoveWhenItsElementGoes) {
-  Tables const tables;
-  auto& table = *tables.chain.groups.table;
-  for (std::uint32_t n = 20; n < 23; ++n) table.entryIs(n, {});
-  Value groups = valueOf(&table);
-  Vek::AttributeIterator i(groups, Vek::attributeNamed(groups, "entry"));
-  EXPECT_EQ(i.key().text(), "7");
-  table.entryDel(20);
-  table.entryDel(21);
-  EXPECT_EQ((++i).key().text(), "22");
-  table.entryDel(22);
-  EXPECT_TRUE(i);
-  EXPECT_EQ(i.key().text(), "22");
-  EXPECT_TRUE(i.object().isNone());
-  EXPECT_FALSE(++i);
 }
 
 TEST_F(WalkerTest, CallsOperationsWithoutArguments) {
@@ -317,7 +452,7 @@ TEST_F(WalkerTest, AMemberWithoutAHandleHasNoRowToRead) {
   Value member = Value::defaultOf(Vek::vekTypeNamed("OrviaL3Unicast::L3EcmpMemberTable::Entry"));
   VekAttribute const& row = Vek::attributeNamed(member, "nextHopEntry");
   EXPECT_EQ(refusalOf([&] { Vek::attributeOperation(member, row.id, AttributeOperation::read); }),
-            "nextHopEntry: the member has no handle");
+            "OrviaL3Unicast::L3EcmpMemberTable::Entry.nextHopEntry: the member has no handle");
 }
 
 TEST_F(WalkerTest, TheRegistryThatDoesNotOwnTakesHandlesOfItsTableAndKeyOnly) {
@@ -325,7 +460,8 @@ TEST_F(WalkerTest, TheRegistryThatDoesNotOwnTakesHandlesOfItsTableAndKeyOnly) {
   Walker const groups(tables.chain.groups.table);
   Value const seven = groups.read("rawEntryHandle[7]");
   EXPECT_EQ(refusalOf([&] { groups.set("rawEntryHandle[8]", seven); }),
-            "at 'rawEntryHandle[8]': rawEntryHandle takes a handle of this table and key only");
+            "at 'rawEntryHandle[8]': OrviaL3Unicast::L3EcmpGroupTable.rawEntryHandle: a handle of "
+            "another table or key");
   groups.set("rawEntryHandle[7]", seven);
   EXPECT_EQ(groups.read("rawEntryHandle[7]"), seven);
 }
@@ -344,8 +480,9 @@ TEST_F(WalkerTest, ABlockChecksPositionsWhereItDoesForCallers) {
   Vek::attributeOperation(block, raw.id, AttributeOperation::elementWrite, member, five);
   EXPECT_EQ(Vek::attributeOperation(block, checked.id, AttributeOperation::count),
             Value::of(std::uint32_t{3}));
-  EXPECT_THROW(Walker(tables.chain.members.table).set("entryBlock[#1]", block),
-               Vek::ReflectionException);
+  EXPECT_EQ(
+      refusalOf([&] { Walker(tables.chain.members.table).set("entryBlock[#1]", block); }),
+      "at 'entryBlock[#1]': OrviaL3Unicast::L3EcmpMemberTable.entryBlock: a block is its own key");
 }
 
 TEST_F(WalkerTest, HoldsWhatItWalks) {

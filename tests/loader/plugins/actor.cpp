@@ -1,5 +1,6 @@
 // A plug-in that does what its file is called: "20-throws.so" throws. What is worth telling goes, a
 // line each, into the file that the environment variable LOADER_TEST_JOURNAL names.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -7,6 +8,7 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Loader/Singleton.h"
 #include "OrviaL3Unicast/L3EcmpGroupTable.h"
@@ -15,6 +17,7 @@
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
 #include "Plugin/Impl/LoaderImpl.h"
 #include "Plugin/Registrar.h"
+#include "Vek/EnumRegistry.h"
 #include "Vek/Exception.h"
 #include "Vek/PlatformModules.h"
 
@@ -98,6 +101,20 @@ void tellModules() {
   }
 }
 
+// The mode of the handles of the table whose unit is initialised last, by its text functions alone.
+void useIngressMode() {
+  using Traits = OrviaL3Unicast::IngL3NextHop1Traits;
+  using Handle = OrviaL3Unicast::IngL3NextHop1Table::EntryHandle;
+  bool const known = Vek::enumType(Traits::module(), Handle::modeOrdinal) != nullptr;
+  tell(std::string("mode ") + (known ? "known" : "unknown") + ", 1 is " +
+       stringValue(Handle::ModeInstance(1U)).str() + ", del is " +
+       std::to_string(Handle::ModeInstance("del")));
+  std::vector<Vek::EnumType const*> const enums = Vek::enumTypes();
+  tell("registered " + std::to_string(std::count_if(enums.begin(), enums.end(), [](auto* type) {
+         return type->module == Traits::module();
+       })));
+}
+
 // A loader of this library's own, whose path others ask for as well.
 class OwnLoader final : public Loader::Singleton {
  public:
@@ -160,6 +177,7 @@ int act(std::string const& what, Registrar& registrar) {
     useIngressTable();
     std::cout << "a plug-in writes" << std::endl;
   }
+  if (what == "uses-mode") useIngressMode();
   if (what == "makes-loader") {
     using IngressLoader = OrviaL3Unicast::IngL3NextHop1TableUtilLoader;
     auto const loader = Vek::Entity::singletonIs(IngressLoader::classType(),
