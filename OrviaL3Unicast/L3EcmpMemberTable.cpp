@@ -284,9 +284,9 @@ void L3EcmpMemberTable::cleanupEntry(EntryBlock const& block) {
   Vek::Ptr<L3EcmpMemberTable> const alive(this);
   EntryHandle const* const registered = expectRawEntryHandle(block);
   unresolvedEntryBlockDel(block);
-  if (!stillRegistered(block, registered)) return;
+  if (anotherRegistered(block, registered)) return;
   entryBlockDel(block);
-  if (!stillRegistered(block, registered)) return;
+  if (anotherRegistered(block, registered)) return;
   rawEntryHandleDel(block);
 }
 

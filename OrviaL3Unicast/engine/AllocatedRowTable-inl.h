@@ -233,9 +233,9 @@ void AllocatedRowTable<T>::cleanupEntry(Key const& key) {
   Vek::Ptr<Table> const alive(&this->table());
   EntryHandle const* const registered = this->expectRawEntryHandle(key);
   this->unresolvedEntryDel(key);
-  if (!this->stillRegistered(key, registered)) return;
+  if (this->anotherRegistered(key, registered)) return;
   this->entryDel(key);
-  if (!this->stillRegistered(key, registered)) return;
+  if (this->anotherRegistered(key, registered)) return;
   this->rawEntryHandleDel(key);
 }
 

@@ -69,9 +69,10 @@ EntryHandle<T> const* RawHandleRegistry<T>::expectRawEntryHandle(Key const& key)
 }
 
 template <class T>
-bool RawHandleRegistry<T>::stillRegistered(Key const& key, EntryHandle const* handle) const {
+bool RawHandleRegistry<T>::anotherRegistered(Key const& key, EntryHandle const* handle) const {
   Node const* const node = this->store_.find(key);
-  return node != nullptr && node->value.rawEntryHandle == handle;
+  return node != nullptr && node->value.rawEntryHandle != nullptr &&
+         node->value.rawEntryHandle != handle;
 }
 
 }  // namespace OrviaL3Unicast::engine

@@ -34,9 +34,9 @@ class RawHandleRegistry : public TableBase<T> {
 
   // Who is registered for the key of a handle at its end; aborts when nobody is.
   EntryHandle const* expectRawEntryHandle(Key const& key) const;
-  // Whether the registration is still that one. If not, an observer of the removal has written the
-  // key again, and the key belongs to the new handle.
-  [[nodiscard]] bool stillRegistered(Key const& key, EntryHandle const* handle) const;
+  // Whether another handle is registered by now: an observer of the removal has written the key
+  // again, and the key belongs to the new handle.
+  [[nodiscard]] bool anotherRegistered(Key const& key, EntryHandle const* handle) const;
 };
 
 }  // namespace OrviaL3Unicast::engine

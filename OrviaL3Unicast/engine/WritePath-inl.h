@@ -38,11 +38,14 @@ Vek::Ptr<EntryHandle<T>> EntryTable<T>::lookupExistingEntry(Key const& keyOfCall
   };
   Node const* node = this->store_.find(key);
   if (node == nullptr) return {};
-  if (typename UnresolvedEntry::Ptr const parked = node->value.unresolvedEntry) {
+  if (typename UnresolvedEntry::Ptr parked = node->value.unresolvedEntry) {
     if (parked->entry() == entry) {
       plumbing::trace<T, "lookupExistingEntry", " : Found pending entry: ">();
       return existingHandle();
     }
+    // It goes here, with all that only it kept alive, the key's own handle perhaps: what the table
+    // has for the key is looked up again behind that.
+    parked = nullptr;
     unresolvedEntryDel(key);
     // Traced when it has happened.
     plumbing::trace<T, "lookupExistingEntry", " : Deleting pending entry: ">();
