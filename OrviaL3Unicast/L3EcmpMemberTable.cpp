@@ -60,7 +60,10 @@ template class engine::NeededHandleTally<Traits>;
 template class plumbing::UtilLoader<Traits>;
 
 L3EcmpUnresolvedEntryBlock::L3EcmpUnresolvedEntryBlock(EntryBlock const& block) : key_(block) {}
-L3EcmpUnresolvedEntryBlock::~L3EcmpUnresolvedEntryBlock() = default;
+L3EcmpUnresolvedEntryBlock::~L3EcmpUnresolvedEntryBlock() {
+  // Before the block: the end of a handle that only the block kept must find nobody who counts.
+  neededEntryHandleSmDelAll();
+}
 Vek::VekType L3EcmpUnresolvedEntryBlock::fwkType() const { return classType(); }
 Vek::VekType L3EcmpUnresolvedEntryBlock::classType() {
   return {Traits::module(), Traits::numbers.unresolvedEntry};

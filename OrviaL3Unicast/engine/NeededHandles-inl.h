@@ -86,13 +86,7 @@ void NeededEntryHandleSm<T>::handleEntryProgramming() {
 }
 
 template <class T>
-NeededHandleTally<T>::~NeededHandleTally() {
-  for (auto const& member : watchers_) {
-    if (!member.value) continue;
-    member.value->hasNotificationActiveIs(false);
-    member.value->enclosingDel();
-  }
-}
+NeededHandleTally<T>::~NeededHandleTally() = default;
 
 template <class T>
 typename NeededEntryHandleSm<T>::Ptr NeededHandleTally<T>::neededEntryHandleSmIs(

@@ -7,7 +7,10 @@
 namespace OrviaL3Unicast::engine {
 
 template <class T>
-UnresolvedEntry<T>::~UnresolvedEntry() = default;
+UnresolvedEntry<T>::~UnresolvedEntry() {
+  // Before the record: the end of a handle that only the record kept must find nobody who counts.
+  this->neededEntryHandleSmDelAll();
+}
 
 template <class T>
 Vek::VekType UnresolvedEntry<T>::fwkType() const {
