@@ -75,8 +75,8 @@ class NeededHandleTally : public Vek::PtrInterface {
   using NeededEntryHandleSm = engine::NeededEntryHandleSm<T>;
   using NeededHandle = Vek::Ptr<Asic::SwTable::EntryHandle const>;
 
-  // A derived class lets go of the watchers first (neededEntryHandleSmDelAll), before what it counts
-  // for begins to end.
+  // A derived class lets go of the watchers first (neededEntryHandleSmDelAll), before what it
+  // counts for begins to end.
   ~NeededHandleTally() override;
 
   // The watcher of the attribute: an existing one is re-targeted to `handle`. A new one is

@@ -1,9 +1,9 @@
 // A small ordered map, for collections that are part of a value.
 //
 // Iterates by ascending key, so equal contents iterate alike whatever the order of insertion; its
-// members end in that order, too. Up to `Inline` members are kept in the object itself; more move to
-// the heap. version() counts changes
-// of the key set; an iterator asserts that it did not change since the iterator was made.
+// members end in that order, too. Up to `Inline` members are kept in the object itself; more move
+// to the heap. version() counts changes of the key set; an iterator asserts that it did not change
+// since the iterator was made.
 #pragma once
 
 #include <algorithm>

@@ -17,8 +17,8 @@ class Pending : public Reactor {
     registerAtNotifier();
   }
 
-  // Tells at once when the other handle is already answered; hears its changes after that only, also
-  // when the response handler raised.
+  // Tells at once when the other handle is already answered; hears its changes after that only,
+  // also when the response handler raised.
   void handleIs(HandlePtr const& handle) {
     if (handle.get() == notifier()) return;
     watch(handle.get());
