@@ -1,9 +1,8 @@
 // A small ordered map, for collections that are part of a value.
 //
-// Iterates by ascending key, so equal contents iterate alike whatever the order of insertion; its
-// members end in that order, too. Up to `Inline` members are kept in the object itself; more move
-// to the heap. version() counts changes of the key set; an iterator asserts that it did not change
-// since the iterator was made.
+// Iterates by ascending key, so equal contents iterate alike whatever the order of insertion. Up to
+// `Inline` members are kept in the object itself; more move to the heap. version() counts changes
+// of the key set; an iterator asserts that it did not change since the iterator was made.
 #pragma once
 
 #include <algorithm>
@@ -71,10 +70,7 @@ class SmallMap {
     SmallMap(std::move(other)).swap(*this);
     return *this;
   }
-  ~SmallMap() {
-    if (spilled()) return;  // a vector ends from front to back as it is
-    for (std::size_t i = 0; i < size_; ++i) Member const ending = std::move(inline_[i]);
-  }
+  ~SmallMap() = default;
 
   [[nodiscard]] std::size_t size() const { return size_; }
   [[nodiscard]] bool empty() const { return size_ == 0; }

@@ -39,8 +39,8 @@ TEST(Found, AnUnregisteredHandleEndsBesideAnotherOne) {
             "");
 }
 
-// Needed handles that only a parked record keeps end in the order of their slots.
-TEST(Found, TheHandlesOfADroppedRecordEndBySlot) {
+// Needed handles that only a parked record keeps end from the last slot to the first.
+TEST(Found, TheHandlesOfADroppedRecordEndFromTheLastSlotOn) {
   EXPECT_EQ(difference({
                 .reactions = {},
                 .steps =

@@ -34,7 +34,7 @@ std::string Key::abortText() const {
 }
 
 Record::~Record() {
-  for (auto& [slot, handle] : needed_) handle.reset();
+  for (auto at = needed_.rbegin(); at != needed_.rend(); ++at) at->second.reset();
 }
 
 void Record::swap(Record& other) noexcept {

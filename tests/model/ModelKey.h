@@ -68,7 +68,7 @@ class Record {
     swap(other);
     return *this;
   }
-  // Needed handles are released from the first slot to the last.
+  // Needed handles are released from the last slot to the first.
   ~Record();
   void swap(Record& other) noexcept;
 

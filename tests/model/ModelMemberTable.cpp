@@ -93,10 +93,11 @@ void MemberTable::handleBlock(Key const& block) {
     return;
   }
   std::uint32_t const base = runs->newRun(block);
-  if (!mayCallHardware()) return;
-  for (std::uint32_t i = 0; i < block.width(); ++i) {
+  bool const called = mayCallHardware();
+  for (std::uint32_t i = 0; called && i < block.width(); ++i) {
     hardware_.write(base + i, block.members()[i]->hardwareText());
   }
+  if (!called && !publishes()) return;
   if (HandlePtr const handle = handleAccess(block)) {
     handle->rowIs(base);
     handle->stateIs(1);

@@ -67,9 +67,16 @@ void RowTable::handleEntry(Key const& key) {
     std::shared_ptr<SingleRows> const rows = neededRows();
     if (!rows) return;
     std::uint32_t const row = rows->newRow(key);
-    if (!mayCallHardware()) return;
-    Record const record = *find(key)->record;
-    hardware_.write(row, record.hardwareText());
+    if (mayCallHardware()) {
+      Record const record = *find(key)->record;
+      hardware_.write(row, record.hardwareText());
+    }
+    // An answer from within the write may have ended the key, or given it another row.
+    if (!publishes() || rows->rowOf(key) != row) return;
+    if (HandlePtr const handle = handleAccess(key)) {
+      handle->rowIs(row);
+      handle->stateIs(1);
+    }
     return;
   }
   std::shared_ptr<SingleRows> const rows = neededRows();

@@ -1,6 +1,7 @@
 #include "ModelTable.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace Model {
 
@@ -122,6 +123,11 @@ void Table::parkedDelAll() {
     });
     if (found != members_.end()) parkedDel(found->parked->key());
   }
+}
+
+bool Table::publishes() {
+  char const* const value = std::getenv("PUBLISH_ENTRY_HANDLE_PROGRAMMED_STATE");
+  return value != nullptr && std::strtol(value, nullptr, 10) != 0;
 }
 
 void Table::forget(Handle const* handle) {

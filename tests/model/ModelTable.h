@@ -102,6 +102,8 @@ class Table : public std::enable_shared_from_this<Table> {
 
   [[nodiscard]] std::shared_ptr<Table> hold() { return weak_from_this().lock(); }
   [[nodiscard]] bool mayCallHardware() const { return ready_ && attached_; }
+  // Whether tables show their entries as programmed without waiting for an answer.
+  [[nodiscard]] static bool publishes();
   [[nodiscard]] bool attached() const { return attached_; }
   virtual void restart() = 0;
   [[nodiscard]] virtual char const* emptyCondition() const = 0;

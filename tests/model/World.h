@@ -8,7 +8,7 @@
 // Both worlds start alike: six extern handles e0 to e5 without row and state; four tables, each
 // attached to a hardware table of its own with 6 rows (member: 8) and a utility, after
 // doInitComplete(), ready; every trace level on; answers wait. What happens while a world is built
-// is not logged.
+// is not logged. The environment's PUBLISH_ENTRY_HANDLE_PROGRAMMED_STATE holds for both.
 //
 // Names. Tables: "ingress", "hop", "member", "group". A handle of a table is named when it is first
 // announced by its table (entryHandle in ingress, rawEntryHandle or entryHandle elsewhere): the
@@ -41,7 +41,7 @@
 //        that called the handler: one line for each step.
 //
 // What goes together goes in order: the members of a block by ascending position, the needed
-// handles of a record by ascending slot; a handle lets its key go before it is "gone". A block
+// handles of a record by descending slot; a handle lets its key go before it is "gone". A block
 // without a run has no rows: each of its deletes is one of the invalid row.
 //
 // Slots. A step that returns a handle logs it, then puts it into its slot; what was in the slot is

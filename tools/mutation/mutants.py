@@ -129,14 +129,15 @@ class Finder:
         if not self.once(file, "run", spans[0][0], spans[-1][1]):
             return
         texts = [file.text(*span) for span in spans]
+        # Two assignments that call nothing are the same either way round.
         swaps = [self.add(file, "swap", spans[i][0], spans[i + 1][1], "the other way round")
-                 for i in range(len(spans) - 1)]
+                 if "(" in texts[i] + texts[i + 1] else None for i in range(len(spans) - 1)]
         for i, (start, end) in enumerate(spans):
             drop = self.add(file, "drop", start, end, "nothing")
             others = []
-            if i + 1 < len(spans):
+            if i + 1 < len(spans) and swaps[i]:
                 others.append((swaps[i], texts[i + 1]))
-            if i > 0:
+            if i > 0 and swaps[i - 1]:
                 others.append((swaps[i - 1], texts[i - 1]))
 
             def make(inner, drop=drop, others=others):
