@@ -115,4 +115,7 @@ class ORVIA_L3_EXPORT L3EcmpEntryBlock : public Asic::EntryBlockBase {
   Vek::Ptr<Body> body_;  // none: no members
 };
 
+ORVIA_L3_EXPORT Vek::String valueToStrep(L3EcmpMember const& member);
+ORVIA_L3_EXPORT Vek::String valueToStrep(L3EcmpEntryBlock const& block);
+
 }  // namespace OrviaL3Unicast

@@ -74,13 +74,9 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
   friend bool operator<(L3EcmpGroupEntry const& a, L3EcmpGroupEntry const& b) {
     return a.compare(b) == std::strong_ordering::less;
   }
+  // The text of valueToStrep.
   friend std::ostream& operator<<(std::ostream& out, L3EcmpGroupEntry const& entry) {
     return Vek::writeText(out, valueToStrep(entry).str());
-  }
-  // One line; the needed handle and what is derived from it are not in it.
-  friend Vek::String valueToStrep(L3EcmpGroupEntry const& entry) {
-    static constexpr auto rows = attributes();
-    return plumbing::recordText(engine::nestedName<Name, "Entry">.c_str(), entry.fields_, rows);
   }
 
   static constexpr auto attributes() {
@@ -108,5 +104,12 @@ class L3EcmpGroupEntry : public engine::NeededHandleCollection {
 
   L3EcmpGroupFields fields_;
 };
+
+// One line; the needed handle and what is derived from it are not in it.
+template <class Name>
+Vek::String valueToStrep(L3EcmpGroupEntry<Name> const& entry) {
+  static constexpr auto rows = L3EcmpGroupEntry<Name>::attributes();
+  return plumbing::recordText(engine::nestedName<Name, "Entry">.c_str(), entry.fields(), rows);
+}
 
 }  // namespace OrviaL3Unicast

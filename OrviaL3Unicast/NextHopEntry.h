@@ -134,15 +134,10 @@ class NextHopEntry : public engine::NeededHandleCollection {
     return a.compare(b) == std::strong_ordering::less;
   }
 
+  // The text of valueToStrep.
   friend std::ostream& operator<<(std::ostream& out, NextHopEntry const& entry) {
     return Vek::writeText(out, valueToStrep(entry).str());
   }
-  // One line; the needed handles and what is derived from them are not in it.
-  friend Vek::String valueToStrep(NextHopEntry const& entry) {
-    static constexpr auto rows = attributes();
-    return plumbing::recordText(engine::nestedName<Name, "Entry">.c_str(), entry.fields_, rows);
-  }
-
   static constexpr auto attributes() {
     using plumbing::AttributeKind;
     using plumbing::other;
@@ -178,5 +173,12 @@ class NextHopEntry : public engine::NeededHandleCollection {
 
   NextHopFields fields_;
 };
+
+// One line; the needed handles and what is derived from them are not in it.
+template <class Name>
+Vek::String valueToStrep(NextHopEntry<Name> const& entry) {
+  static constexpr auto rows = NextHopEntry<Name>::attributes();
+  return plumbing::recordText(engine::nestedName<Name, "Entry">.c_str(), entry.fields(), rows);
+}
 
 }  // namespace OrviaL3Unicast

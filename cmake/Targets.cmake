@@ -20,6 +20,10 @@ function(orvia_add_library name type)
     set(scope INTERFACE)
   endif()
   target_compile_features(${name} ${scope} cxx_std_20)
+  if(sources AND ORVIA_SANITIZE)
+    # What the tests spend their time in: instrumented, it is several times as fast as without.
+    target_compile_options(${name} PRIVATE -O1)
+  endif()
   set(${name}_SCOPE ${scope} PARENT_SCOPE)
 endfunction()
 

@@ -9,8 +9,10 @@
 // runs ends the process.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <ostream>
+#include <type_traits>
 
 #include "OrviaL3Unicast/engine/TableBase.h"
 #include "OrviaL3Unicast/engine/WriteResponseHandler.h"
@@ -95,4 +97,23 @@ class EntryHandle final : public Vek::Tracked<EntryHandle<T>, Asic::SwTable::Ent
   WriteResponseHandler writeResponseHandler_;
 };
 
+// The modes of handles, by the texts that they have.
+template <class Mode>
+concept ModeOfHandle = std::is_enum_v<Mode> && requires(Mode mode) {
+  { stringValue(mode) } -> std::convertible_to<Vek::String>;
+};
+template <ModeOfHandle Mode>
+Vek::String textOfMode(Mode mode) {
+  return stringValue(mode);
+}
+
 }  // namespace OrviaL3Unicast::engine
+
+namespace OrviaL3Unicast {
+
+template <engine::ModeOfHandle Mode>
+Vek::String valueToStrep(Mode mode) {
+  return engine::textOfMode(mode);
+}
+
+}  // namespace OrviaL3Unicast

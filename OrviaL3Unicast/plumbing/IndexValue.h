@@ -35,7 +35,6 @@ class IndexValue {
 
   friend constexpr bool operator==(IndexValue, IndexValue) = default;
   friend constexpr auto operator<=>(IndexValue, IndexValue) = default;
-  friend Vek::String valueToStrep(IndexValue index) { return std::to_string(index.value_); }
   friend std::ostream& operator<<(std::ostream& out, IndexValue index) {
     return Vek::writeText(out, valueToStrep(index).str());
   }
@@ -43,6 +42,11 @@ class IndexValue {
  private:
   std::uint32_t value_ = 0;
 };
+
+template <class Name>
+Vek::String valueToStrep(IndexValue<Name> index) {
+  return std::to_string(index.value());
+}
 
 // Hashes a key that is a value with a hash of its own.
 struct ValueHash {
@@ -53,3 +57,7 @@ struct ValueHash {
 };
 
 }  // namespace OrviaL3Unicast::plumbing
+
+namespace OrviaL3Unicast {
+using plumbing::valueToStrep;
+}

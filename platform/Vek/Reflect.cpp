@@ -57,7 +57,9 @@ void requireType(VekType expected, Value const& value, std::string const& place,
   bool const fits =
       expected.valueOps() != nullptr
           ? !value.isObject() && value.type() == expected
-          : value.isObject() && (value.object() == nullptr || value.objectType().isA(expected));
+          // An empty reference is one to the class that it was made for.
+          : value.isObject() &&
+                (value.object() == nullptr ? value.type() : value.objectType()).isA(expected);
   if (fits) return;
   throw ReflectionException(place + ": the " + what + " must be of type " + described(expected) +
                             ", not " + described(value.objectType()));

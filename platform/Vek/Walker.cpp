@@ -320,7 +320,9 @@ void Walker::walk(std::string_view path, Visit const& visit) const {
   if (steps.empty()) refuseAt(path, "name a collection");
   std::vector<Place> places = placesOf(rootOf(root_), steps);
   Place& last = places.back();
-  if (!last.isWholeCollection()) refuseAt(last.path, "there is no collection here");
+  if (!last.isWholeCollection()) {
+    refuseAt(last.path, named(last.owner, *last.row) + ": there is no collection here");
+  }
   for (AttributeIterator i(last.owner, *last.row); i; ++i) {
     Value const element = i.object();
     if (!element.isNone() && !visit(i.key(), element)) return;
@@ -343,7 +345,7 @@ void Walker::del(std::string_view path) const {
   if (steps.empty()) refuseAt(path, "name an element");
   std::vector<Place> places = placesOf(rootOf(root_), steps);
   Place& last = places.back();
-  if (last.key.isNone()) refuseAt(last.path, "name an element");
+  if (last.key.isNone()) refuseAt(last.path, named(last.owner, *last.row) + ": name an element");
   at(last.path, [&] {
     attributeOperation(last.owner, last.row->id, AttributeOperation::elementDelete, {}, last.key);
   });
