@@ -1,9 +1,10 @@
 // Part of every shared object of a coverage build: writes the object's counters also when the
 // process aborts, as the children of death tests do, or leaves by std::quick_exit.
-#include <gcov.h>
-
 #include <csignal>
 #include <cstdlib>
+
+// Of the compiler's coverage library. Its header <gcov.h> declares it for C only.
+extern "C" void __gcov_dump();
 
 namespace {
 
