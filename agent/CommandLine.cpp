@@ -438,7 +438,7 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
 
 }  // namespace
 
-std::string ReplayOptions::ownersFile() const {
+std::string AgentOptions::ownersFile() const {
   if (hardwareFile.empty()) return {};
   std::error_code error;
   bool const isLink = std::filesystem::is_symlink(hardwareFile, error);

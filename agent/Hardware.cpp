@@ -3,9 +3,9 @@
 namespace OrviaL3Agent {
 namespace {
 
-SoftAsic::FaultProfiles profilesOf(ReplayOptions const& options) {
+SoftAsic::FaultProfiles profilesOf(AgentOptions const& options) {
   SoftAsic::FaultProfiles profiles = options.faults;
-  if (options.answer == ReplayOptions::Answer::now) {
+  if (options.answer == AgentOptions::Answer::now) {
     // A profile that says when its table answers is right about it.
     for (SoftAsic::FaultProfile& profile : profiles.tables) {
       if (profile.answerAfter == 0U) profile.answerAfter.reset();
@@ -16,7 +16,7 @@ SoftAsic::FaultProfiles profilesOf(ReplayOptions const& options) {
 
 }  // namespace
 
-Hardware::Hardware(ReplayOptions const& options)
+Hardware::Hardware(AgentOptions const& options)
     : device_({.nextHops = options.rows,
                .ecmpNextHops = options.firstIngressRow(),
                .members = options.memberRows,

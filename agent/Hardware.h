@@ -20,7 +20,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "agent/CommandLine.h"
+#include "agent/AgentOptions.h"
 #include "agent/EventLoop.h"
 #include "plugins/soft-asic/SoftDevice.h"
 
@@ -28,7 +28,7 @@ namespace OrviaL3Agent {
 
 class Hardware final : public EventLoop::Source {
  public:
-  explicit Hardware(ReplayOptions const& options);
+  explicit Hardware(AgentOptions const& options);
 
   // Gives the table its hardware and its utility, which `create` makes if given and else the soft
   // ASIC itself. Throws what the utility's making throws, and nothing has happened then.

@@ -13,33 +13,18 @@
 // come back and are held until a hold time after the stream has said all. Its end, however it comes
 // about, leaves the rows in the hardware, which goes on forwarding.
 //
-// Threading: one thread. Ownership: owns everything that takes part; the tables end before the
-// hardware and the stand-in tables that its records refer to.
+// Threading: one thread. Ownership: owns the agent and the stream's input.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "agent/Agent.h"
 #include "agent/CommandLine.h"
-#include "agent/EventLoop.h"
 #include "agent/Events.h"
-#include "agent/ForwardingCheck.h"
-#include "agent/Hardware.h"
-#include "agent/Mapping.h"
-#include "agent/OwnerBook.h"
 #include "agent/Progress.h"
-#include "agent/Report.h"
-#include "agent/RowsInForce.h"
-#include "agent/StandInTable.h"
-#include "agent/StreamCounts.h"
 #include "agent/StreamInput.h"
-#include "agent/StreamModel.h"
-#include "agent/TableSource.h"
 #include "agent/Timeline.h"
-#include "agent/Verify.h"
-#include "plugins/soft-asic/Journal.h"
 
 namespace OrviaL3Agent {
 
@@ -66,59 +51,32 @@ class Replay final : private StreamInput::Consumer {
   [[nodiscard]] std::optional<Fpm::StreamError> const& error() const { return input_.error(); }
   // The state of things now.
   [[nodiscard]] Report report() const;
-  [[nodiscard]] Mapping const& mapping() const { return mapping_; }
-  [[nodiscard]] Hardware& hardware() { return hardware_; }
-  [[nodiscard]] Hardware const& hardware() const { return hardware_; }
+  [[nodiscard]] Agent const& agent() const { return agent_; }
+  [[nodiscard]] Mapping const& mapping() const { return agent_.mapping(); }
+  [[nodiscard]] Hardware& hardware() { return agent_.hardware(); }
+  [[nodiscard]] Hardware const& hardware() const { return agent_.hardware(); }
   [[nodiscard]] EventSchedule const& events() const { return events_; }
 
   // The hardware rows compared with what the stream asked for. Requires options.verify.
-  [[nodiscard]] Differences differences() const;
+  [[nodiscard]] Differences differences() const { return agent_.differences(); }
   // Each empty unless the options ask for it.
-  [[nodiscard]] std::optional<ForwardingCheck> const& forwardingCheck() const { return check_; }
-  [[nodiscard]] std::optional<SoftAsic::Journal> const& journal() const { return journal_; }
+  [[nodiscard]] std::optional<ForwardingCheck> const& forwardingCheck() const {
+    return agent_.forwardingCheck();
+  }
+  [[nodiscard]] std::optional<SoftAsic::Journal> const& journal() const { return agent_.journal(); }
   [[nodiscard]] std::optional<Timeline> const& timeline() const { return timeline_; }
 
  private:
   void messagesHandled(std::uint64_t messages) override;
-  void messageIs(Fpm::Message const& message) override;
-  void frameEnds() override;
+  void messageIs(Fpm::Message const& message) override { agent_.messageIs(message); }
+  void frameEnds() override { agent_.frameEnds(); }
 
-  // Leaves the hardware as it is: what ends after this ends with the agent only.
-  class Leaving {
-   public:
-    Leaving(Mapping const& mapping, OwnerBook* book) : mapping_(mapping), book_(book) {}
-    ~Leaving();
-    Leaving(Leaving const&) = delete;
-    Leaving& operator=(Leaving const&) = delete;
-
-   private:
-    Mapping const& mapping_;
-    OwnerBook* book_;
-  };
-
-  void bringUp(TableSource const& source);
-  void release();
   void sample();
-  [[nodiscard]] std::vector<std::string> otherUtilities() const;
   [[nodiscard]] std::string progressText() const;
 
   ReplayOptions options_;
-  EventLoop loop_;
-  std::optional<ForwardingCheck> check_;
-  std::optional<SoftAsic::Journal> journal_;
-  RowsInForce rowsInForce_;
-  Hardware hardware_;
-  NumbersInHardware numbers_;
-  // The hardware's file, which only one process has open, is open by now.
-  std::shared_ptr<OwnerBook> book_;
-  StandInTable interfaces_;
-  StandInTable mtuProfiles_;
-  NextHopParts parts_;
-  StreamCounts counts_;
-  Mapping mapping_;
-  Leaving leaving_;
+  Agent agent_;
   EventSchedule events_;
-  std::optional<StreamModel> model_;
   std::optional<Timeline> timeline_;
   StreamInput input_;
   bool holding_ = false;  // the hold time runs

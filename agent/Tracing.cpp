@@ -11,7 +11,7 @@
 
 namespace OrviaL3Agent {
 
-Tracing::Tracing(ReplayOptions const& options) {
+Tracing::Tracing(AgentOptions const& options) {
   if (!options.ringFile.empty()) {
     ring_ = Fendrel::TraceHandle::singleFile(Fendrel::TraceFile::open(options.ringFile));
     Fendrel::defaultTraceHandleIs(ring_.get());

@@ -1,4 +1,4 @@
-// The tables' traces, for as long as one replay runs, and the command that reads a binary trace
+// The tables' traces, for as long as one agent runs, and the command that reads a binary trace
 // back.
 //
 //   Tracing tracing(options);   // throws Fendrel::FileError when the ring file cannot be made
@@ -16,7 +16,7 @@ namespace OrviaL3Agent {
 
 class Tracing {
  public:
-  explicit Tracing(ReplayOptions const& options);
+  explicit Tracing(AgentOptions const& options);
   ~Tracing();
   Tracing(Tracing const&) = delete;
   Tracing& operator=(Tracing const&) = delete;

@@ -1,0 +1,207 @@
+#include "agent/Agent.h"
+
+#include <fmt/format.h>
+
+#include <system_error>
+
+namespace OrviaL3Agent {
+namespace {
+
+template <class Table>
+Vek::Ptr<Table> made(TableSource::Make make) {
+  Vek::Ptr<OrviaAsicUtils::SwTable> table;
+  make(table);
+  return static_cast<Table*>(table.get());
+}
+
+Mapping::Tables makeTables(TableSource const& source) {
+  return {made<IngressNextHops::Table>(source.ingress), made<EcmpNextHops::Table>(source.ecmp),
+          made<Groups::MemberTable>(source.members), made<Groups::Table>(source.groups)};
+}
+
+ForwardingCheck::Sizes sizesOf(AgentOptions const& options) {
+  return {.ecmpNextHops = options.firstIngressRow(),
+          .nextHops = options.rows,
+          .members = options.memberRows,
+          .groups = options.groupRows};
+}
+
+std::shared_ptr<OwnerBook> bookOf(AgentOptions const& options) {
+  if (options.hardwareFile.empty()) return nullptr;
+  return std::make_shared<OwnerBook>(options.ownersFile());
+}
+
+// A file of owners that is none is found out before the hardware's file is made.
+AgentOptions const& checked(AgentOptions const& options) {
+  if (!options.hardwareFile.empty()) OwnerBook::check(options.ownersFile());
+  return options;
+}
+
+}  // namespace
+
+Agent::Agent(AgentOptions const& options, TableSource const& source)
+    : options_(checked(options)),
+      hardware_(options),
+      numbers_(hardware_.device()),
+      book_(bookOf(options)),
+      interfaces_(loop_, options.interfaceDelay, StandInTable::kLastSlot,
+                  OwnerPage(book_, OwnerBook::Kind::interface),
+                  [this](std::uint32_t slot) {
+                    return numbers_.isNamed(NumbersInHardware::Kind::interface, slot);
+                  }),
+      mtuProfiles_(loop_, options.mtuDelay, StandInTable::kLastSlot,
+                   OwnerPage(book_, OwnerBook::Kind::mtuProfile),
+                   [this](std::uint32_t slot) {
+                     return numbers_.isNamed(NumbersInHardware::Kind::mtuProfile, slot);
+                   }),
+      parts_(interfaces_, mtuProfiles_, options.mtus, OwnerPage(book_, OwnerBook::Kind::neighbour),
+             &numbers_),
+      mapping_(
+          makeTables(source), parts_, hardware_,
+          std::make_shared<RowKey::Rows>(options.firstRow.value_or(options.firstIngressRow()),
+                                         options.rows - 1, OwnerPage(book_, OwnerBook::Kind::row)),
+          options.maxWidth, counts_),
+      leaving_(mapping_, book_.get()) {
+  observe();
+  if (options.verify) model_.emplace();
+  bringUp(source);
+  loop_.sourceIs(&hardware_);
+}
+
+void Agent::observe() {
+  SoftAsic::SoftDevice& device = hardware_.device();
+  if (options_.checkForwarding) {
+    device.tellRows(check_.emplace(sizesOf(options_)));
+    device.observerIs(&*check_);
+  }
+  if (!options_.journalFile.empty()) device.observerIs(&journal_.emplace());
+  if (options_.countRows) {
+    device.tellRows(rowsInForce_.emplace());
+    device.observerIs(&*rowsInForce_);
+  }
+}
+
+void Agent::inputIs(EventLoop::Source* input) {
+  loop_.sourceDel(&hardware_);
+  loop_.sourceIs(input);
+  loop_.sourceIs(&hardware_);
+}
+
+void Agent::bringUp(TableSource const& source) {
+  Mapping::Tables const& tables = mapping_.tables();
+  auto const attach = [&](auto const& table) {
+    hardware_.attach(*table, source.utilOf != nullptr ? source.utilOf(*table) : nullptr);
+  };
+  // All of them, before any of them touches a row.
+  attach(tables.ingress);
+  attach(tables.ecmp);
+  attach(tables.members);
+  attach(tables.groups);
+  hardware_.device().rowOwnerIs([this](Asic::Index row, SoftAsic::NextHopContents const& contents) {
+    return mapping_.refill().restored(row, contents);
+  });
+  hardware_.sync(*tables.groups);
+  hardware_.sync(*tables.members);
+  hardware_.sync(*tables.ecmp);
+  hardware_.sync(*tables.ingress);
+  hardware_.device().rowOwnerIs(nullptr);
+  hardware_.start(*tables.ingress);
+  hardware_.start(*tables.ecmp);
+  hardware_.start(*tables.members);
+  hardware_.start(*tables.groups);
+}
+
+Agent::Leaving::~Leaving() {
+  if (book_ != nullptr) book_->close();
+  Mapping::Tables const& tables = mapping_.tables();
+  tables.ingress->hwTableReadyIs(false);
+  tables.ecmp->hwTableReadyIs(false);
+  tables.members->hwTableReadyIs(false);
+  tables.groups->hwTableReadyIs(false);
+}
+
+Agent::~Agent() = default;
+
+void Agent::messageIs(Fpm::Message const& message) {
+  if (model_) model_->messageIs(message);
+  mapping_.messageIs(message);
+}
+
+void Agent::frameEnds() {
+  if (model_) model_->frameEnds();
+  mapping_.frameEnds();
+}
+
+void Agent::release() {
+  mapping_.release();
+  parts_.forget();
+}
+
+bool Agent::turn() {
+  bool noRoom = false;
+  try {
+    loop_.turn();
+  } catch (Asic::NoRowException const&) {
+    // An interface was programmed, and what had waited for it found no row. What the turn had not
+    // come to is done in the next one.
+    noRoom = true;
+  }
+  noRoom |= hardware_.takeNoRoom();
+  if (noRoom) mapping_.noRoom();
+  mapping_.settle();
+  if (book_ && book_->error()) throw std::system_error(*book_->error());
+  return loop_.busy();
+}
+
+std::size_t Agent::parked() const {
+  Mapping::Tables const& tables = mapping_.tables();
+  return tables.ingress->unresolvedEntrys() + tables.ecmp->unresolvedEntrys() +
+         tables.members->unresolvedEntryBlocks() + tables.groups->unresolvedEntrys();
+}
+
+Differences Agent::differences() const {
+  Wanted wanted = model_.value().wanted(mapping_.groups().downInterfaces(), options_.maxWidth);
+  wanted.heldRows = mapping_.ingress().heldRows();
+  // Right as well: what holders keep because its successor is not in force.
+  for (Mapping::Kept const& kept : mapping_.kept()) {
+    if (kept.hop) wanted.keep(*kept.hop);
+    if (kept.group) wanted.keep(*kept.group, mapping_.groups().downInterfaces());
+  }
+  return verify(wanted, hardware_.device(), [this](SoftAsic::NextHopContents const& contents) {
+    return parts_.identityOf(contents);
+  });
+}
+
+std::vector<std::string> Agent::otherUtilities() const {
+  std::vector<std::string> others;
+  auto const add = [&others](auto const& table) {
+    std::string const name = table->util()->name();
+    if (name == SoftAsic::IngL3NextHop1Wiring::name()) return;
+    others.push_back(fmt::format("{} by {}", table->fwkType().name(), name));
+  };
+  add(mapping_.tables().ingress);
+  add(mapping_.tables().ecmp);
+  add(mapping_.tables().members);
+  add(mapping_.tables().groups);
+  return others;
+}
+
+Report Agent::report() const {
+  Report report = reportOf(mapping_, hardware_);
+  report.turns = loop_.now();
+  report.stream = counts_;
+  report.otherUtilities = otherUtilities();
+  report.interfaces = interfaces_.size();
+  report.interfacesPeak = interfaces_.peak();
+  if (book_) {
+    SoftAsic::SoftDevice const& device = hardware_.device();
+    report.restart = RestartReport{.nextHops = mapping_.ingress().heldCounts(),
+                                   .waiting = mapping_.ingress().held(),
+                                   .ecmpNextHops = device.ecmpNextHops().rowsFromBefore(),
+                                   .members = device.members().rowsFromBefore(),
+                                   .groups = device.groups().rowsFromBefore()};
+  }
+  return report;
+}
+
+}  // namespace OrviaL3Agent
