@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <system_error>
 
 namespace OrviaL3Agent {
@@ -132,12 +133,29 @@ void Agent::frameEnds() {
   mapping_.frameEnds();
 }
 
+bool Agent::markSlice(Deadline const& deadline) {
+  if (!mapping_.markSlice(deadline)) return false;
+  // What the daemon asks for is told anew; what is kept of before, the mapping knows.
+  if (model_) model_.emplace();
+  return true;
+}
+
+bool Agent::sweepSlice(Deadline const& deadline) {
+  if (!mapping_.sweepSlice(deadline)) return false;
+  if (!isRestartable() || isReleased_) return true;
+  if (!mapping_.releaseSlice(deadline)) return false;
+  parts_.forget();
+  isReleased_ = true;
+  return true;
+}
+
 void Agent::release() {
   mapping_.release();
   parts_.forget();
 }
 
 bool Agent::turn() {
+  auto const begin = std::chrono::steady_clock::now();
   bool noRoom = false;
   try {
     loop_.turn();
@@ -150,6 +168,7 @@ bool Agent::turn() {
   if (noRoom) mapping_.noRoom();
   mapping_.settle();
   if (book_ && book_->error()) throw std::system_error(*book_->error());
+  loopTimes_.turnIs(std::chrono::steady_clock::now() - begin);
   return loop_.busy();
 }
 

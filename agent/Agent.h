@@ -21,9 +21,11 @@
 #include <vector>
 
 #include "agent/AgentOptions.h"
+#include "agent/Deadline.h"
 #include "agent/EventLoop.h"
 #include "agent/ForwardingCheck.h"
 #include "agent/Hardware.h"
+#include "agent/LoopTimes.h"
 #include "agent/Mapping.h"
 #include "agent/OwnerBook.h"
 #include "agent/Report.h"
@@ -58,12 +60,23 @@ class Agent {
   // std::system_error when it cannot be noted what a restart has to know.
   bool turn();
 
+  // A new connection of the daemon. Until markSlice() says that all of before is marked, no message
+  // may come; see Mapping. The first connection finds nothing to mark.
+  void mark() { mapping_.mark(); }
+  [[nodiscard]] bool markSlice(Deadline const& deadline);
+  // The daemon has said all: what is not announced again is removed, and, as by release(), what is
+  // left from before a restart. Returns whether it is over.
+  void sweep() { mapping_.sweep(); }
+  [[nodiscard]] bool sweepSlice(Deadline const& deadline);
   // The stream is back and has said all; what is not asked for by now goes.
   void release();
   // Whether the hardware outlives the process.
   [[nodiscard]] bool isRestartable() const { return book_ != nullptr; }
 
   [[nodiscard]] AgentOptions const& options() const { return options_; }
+  // How long the turns took.
+  [[nodiscard]] LoopTimes const& loopTimes() const { return loopTimes_; }
+  [[nodiscard]] LoopTimes& loopTimes() { return loopTimes_; }
   [[nodiscard]] StreamCounts& streamCounts() { return counts_; }
   [[nodiscard]] StreamCounts const& streamCounts() const { return counts_; }
   [[nodiscard]] Mapping& mapping() { return mapping_; }
@@ -120,6 +133,8 @@ class Agent {
   Mapping mapping_;
   Leaving leaving_;
   std::optional<StreamModel> model_;
+  LoopTimes loopTimes_;
+  bool isReleased_ = false;  // what is left from before a restart
 };
 
 }  // namespace OrviaL3Agent

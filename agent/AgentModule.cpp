@@ -13,20 +13,30 @@
 #include "agent/Replay.h"
 #include "agent/TableSource.h"
 #include "agent/Tracing.h"
+#include "agent/control/Ctl.h"
+#include "agent/serve/Serve.h"
 
 namespace {
 
 using OrviaL3Agent::CatalogueOptions;
 using OrviaL3Agent::CompareOptions;
+using OrviaL3Agent::CtlOptions;
 using OrviaL3Agent::Leave;
 using OrviaL3Agent::ReplayOptions;
 using OrviaL3Agent::RingOptions;
+using OrviaL3Agent::ServeOptions;
 
 struct Run {
   void* library;
 
   int operator()(ReplayOptions const& options) const {
     return OrviaL3Agent::replayCommand(options, OrviaL3Agent::loadedTables(library));
+  }
+  int operator()(ServeOptions const& options) const {
+    return OrviaL3Agent::serveCommand(options, OrviaL3Agent::loadedTables(library));
+  }
+  int operator()(CtlOptions const& options) const {
+    return OrviaL3Agent::Control::ctlCommand(options);
   }
   int operator()(RingOptions const& options) const { return OrviaL3Agent::printRing(options); }
   int operator()(CompareOptions const& options) const {

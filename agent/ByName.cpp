@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -15,8 +14,6 @@ namespace OrviaL3Agent {
 namespace {
 
 constexpr std::array<std::string_view, 4> kTables = {"ingress", "ecmp", "member", "group"};
-
-constexpr std::size_t kAllElements = std::numeric_limits<std::size_t>::max();
 
 struct Place {
   Vek::Ptr<Vek::PtrInterface const> table;
@@ -153,46 +150,65 @@ auto namingThePath(std::string const& path, std::string_view value, Act const& a
 
 }  // namespace
 
-std::string gotByName(Mapping::Tables const& tables, std::string const& path) {
+std::string gotByName(Mapping::Tables const& tables, std::string const& path,
+                      std::size_t mostCompared) {
   return namingThePath(path, {}, [&] {
     Place const place = placeOf(tables, path);
-    return Vek::Walker(place.table).read(place.path).text().str() + "\n";
+    return Vek::Walker(place.table, mostCompared).read(place.path).text().str() + "\n";
+  });
+}
+
+NamedLines linesByName(Mapping::Tables const& tables, std::string const& path, std::size_t first,
+                       std::size_t most, std::size_t mostCompared) {
+  NamedLines named;
+  if (path.empty()) {
+    for (std::string_view const name : kTables) named.lines.push_back({std::string(name), {}, {}});
+    named.all = named.lines.size();
+    return named;
+  }
+  return namingThePath(path, {}, [&] {
+    Place const place = placeOf(tables, path);
+    Vek::Walker const walker(place.table, mostCompared);
+    auto const lines = walker.list(place.path, most, first);
+    LastStep const last = lastStepOf(place.path);
+    named.areElements =
+        !place.path.empty() && !last.namesElement && attributeAt(walker, last)->isCollection();
+    named.all = named.areElements ? walker.count(place.path) : lines.size();
+    if (lines.empty()) return named;
+    bool const canChange = takesChanges(walker, named.areElements ? last.owner : place.path);
+    for (Vek::Walker::Line const& line : lines) {
+      bool const canBeSet = canChange && line.isWritable && !line.isCollection &&
+                            isPlain(Vek::vekTypeNamed(line.type));
+      named.lines.push_back({line.name, line.type, line.text, canBeSet});
+    }
+    return named;
   });
 }
 
 std::string listedByName(Mapping::Tables const& tables, std::string const& path) {
-  std::string text;
-  if (path.empty()) {
-    for (std::string_view const name : kTables) text += fmt::format("{}\n", name);
-    return text;
+  NamedLines const named = linesByName(tables, path);
+  if (named.lines.empty()) {
+    if (named.areElements) return "no elements\n";
+    return namingThePath(path, {}, [&] {
+      Place const place = placeOf(tables, path);
+      return fmt::format("nothing below this {} (--get prints it)\n",
+                         Vek::Walker(place.table).read(place.path).objectType().name());
+    });
   }
-  return namingThePath(path, {}, [&] {
-    Place const place = placeOf(tables, path);
-    Vek::Walker const walker(place.table);
-    auto const lines = walker.list(place.path, kAllElements);
-    LastStep const last = lastStepOf(place.path);
-    bool const areElements =
-        !place.path.empty() && !last.namesElement && attributeAt(walker, last)->isCollection();
-    if (lines.empty()) {
-      return areElements ? std::string("no elements\n")
-                         : fmt::format("nothing below this {} (--get prints it)\n",
-                                       walker.read(place.path).objectType().name());
-    }
-    bool const canChange = takesChanges(walker, areElements ? last.owner : place.path);
-    for (Vek::Walker::Line const& line : lines) {
-      bool const canBeSet = canChange && line.isWritable && !line.isCollection &&
-                            isPlain(Vek::vekTypeNamed(line.type));
-      text += fmt::format("{}: {} = {}{}\n", line.name, line.type, line.text,
-                          canBeSet ? "" : " (read only)");
-    }
-    return text;
-  });
+  std::string text;
+  for (NamedLine const& line : named.lines) {
+    text += path.empty() ? fmt::format("{}\n", line.name)
+                         : fmt::format("{}: {} = {}{}\n", line.name, line.type, line.value,
+                                       line.canBeSet ? "" : " (read only)");
+  }
+  return text;
 }
 
-void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change) {
+void setByName(Mapping::Tables const& tables, std::pair<std::string, std::string> const& change,
+               std::size_t mostCompared) {
   namingThePath(change.first, change.second, [&] {
     Place const place = placeOf(tables, change.first);
-    Vek::Walker const walker(place.table);
+    Vek::Walker const walker(place.table, mostCompared);
     Vek::VekType const type = walker.read(place.path).type();
     if (!isPlain(type)) {
       throw Vek::Exception(fmt::format("only plain values can be set, and this is {}",

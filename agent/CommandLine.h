@@ -15,7 +15,9 @@
 
 #include "agent/AgentOptions.h"
 #include "agent/Events.h"
+#include "agent/control/CtlOptions.h"
 #include "agent/fpm/Messages.h"
+#include "agent/serve/ServeOptions.h"
 
 namespace OrviaL3Agent {
 
@@ -68,7 +70,8 @@ struct Leave {
   std::string error;   // for standard error
 };
 
-using Command = std::variant<ReplayOptions, RingOptions, CompareOptions, CatalogueOptions, Leave>;
+using Command = std::variant<ReplayOptions, ServeOptions, CtlOptions, RingOptions, CompareOptions,
+                             CatalogueOptions, Leave>;
 
 [[nodiscard]] Command parseCommandLine(int argc, char const* const* argv);
 

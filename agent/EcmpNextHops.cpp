@@ -35,7 +35,7 @@ EcmpNextHops::Result EcmpNextHops::use(Identity const& identity) {
   counts_.peak = std::max(counts_.peak, live_.size());
   auto const answered = [link = link_, identity](Asic::HwTable::EntryState answer) {
     bool const refused = answer == Asic::HwTable::refused;
-    if (refused && link->owner != nullptr) link->owner->refused_.insert(identity);
+    if (refused && link->owner != nullptr) link->owner->refused(identity);
   };
   try {
     hop.handle = table_->entryWriteWithResponseHandler(
@@ -47,6 +47,13 @@ EcmpNextHops::Result EcmpNextHops::use(Identity const& identity) {
   if (state(hop) == NextHopState::parked) ++counts_.waited;
   counts_.peakParked = std::max(counts_.peakParked, table_->unresolvedEntrys());
   return {use};
+}
+
+void EcmpNextHops::refused(Identity const& identity) {
+  refused_.insert(identity);
+  if (auto const found = live_.find(identity); found != live_.end()) {
+    found->second->since = sinceNow();
+  }
 }
 
 void EcmpNextHops::remove(Hop& hop) {
@@ -102,10 +109,12 @@ NextHopState EcmpNextHops::state(Hop const& hop) const {
 }
 
 bool EcmpNextHops::withoutRow(Hop const& hop) const {
-  return table_->entryExists(hop.identity) &&
-         table_->firstFreeIndexAllocator()->indexForKey(
-             OrviaL3Unicast::EcmpIngL3NextHop1Traits::keyType(), &hop.identity) ==
-             Asic::Index::invalidIndex();
+  return table_->entryExists(hop.identity) && row(hop) == Asic::Index::invalidIndex();
+}
+
+Asic::Index EcmpNextHops::row(Hop const& hop) const {
+  return table_->firstFreeIndexAllocator()->indexForKey(
+      OrviaL3Unicast::EcmpIngL3NextHop1Traits::keyType(), &hop.identity);
 }
 
 }  // namespace OrviaL3Agent

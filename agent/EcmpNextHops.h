@@ -16,6 +16,7 @@
 #include "OrviaL3Unicast/L3EcmpIngL3NextHop1Table.h"
 #include "agent/NextHopParts.h"
 #include "agent/NextHopState.h"
+#include "agent/Since.h"
 
 namespace OrviaL3Agent {
 
@@ -27,6 +28,8 @@ class EcmpNextHops {
     Identity identity;
     NextHopParts::Parts parts;  // outlive the row that names them
     Vek::Ptr<Table::EntryHandle const> handle;
+    // It came into use, or was refused last. Means nothing while it is programmed.
+    Since since = sinceNow();
   };
   using Use = std::shared_ptr<Hop const>;
 
@@ -55,11 +58,13 @@ class EcmpNextHops {
   [[nodiscard]] NextHopState state(Hop const& hop) const;
   // Whether the record is ready and yet has no row, because the table was full at that moment.
   [[nodiscard]] bool withoutRow(Hop const& hop) const;
+  // The row that it has, be it unanswered; or the invalid index.
+  [[nodiscard]] Asic::Index row(Hop const& hop) const;
   // Tries to give it one now. Throws as use() does.
   void place(Hop const& hop) { table_->handleEntry(hop.identity); }
 
   // By ascending identity.
-  [[nodiscard]] std::map<Identity, Hop const*> const& hops() const { return live_; }
+  [[nodiscard]] std::map<Identity, Hop*> const& hops() const { return live_; }
   [[nodiscard]] NextHopCounts const& counts() const { return counts_; }
   // How the table's rows are used.
   [[nodiscard]] Asic::GenericIndexAllocator const& rows() const {
@@ -75,12 +80,13 @@ class EcmpNextHops {
     EcmpNextHops* owner;
   };
 
+  void refused(Identity const& identity);
   void remove(Hop& hop);
 
   Vek::Ptr<Table> table_;
   NextHopParts& parts_;
   std::shared_ptr<Link> link_;
-  std::map<Identity, Hop const*> live_;
+  std::map<Identity, Hop*> live_;
   std::map<Identity, std::weak_ptr<Hop const>> uses_;
   std::set<Identity> refused_;  // some since accepted
   NextHopCounts counts_;

@@ -66,6 +66,8 @@ class EventLoop {
   // The number of the current turn, or of the last one between turns; 0 before the first.
   [[nodiscard]] Turn now() const { return now_; }
   [[nodiscard]] bool busy() const;
+  // Whether something is posted or a timer is set, whatever the sources say.
+  [[nodiscard]] bool hasTasks() const { return !posts_.empty() || !timers_.empty(); }
 
  private:
   void runTimers();

@@ -57,33 +57,6 @@ std::map<std::uint32_t, std::vector<std::uint32_t>> idsOfGroups(GroupIds const& 
   return ids;
 }
 
-ShownGroup shown(Groups::Group const& group, std::vector<std::uint32_t> const& ids,
-                 Mapping const& mapping, SoftAsic::SoftDevice const& device) {
-  Groups const& groups = mapping.groups();
-  ShownGroup shown;
-  shown.number = group.number;
-  shown.state = groups.state(group);
-  shown.ids = ids;
-  shown.routes = groups.holders(group) - ids.size();
-  shown.paths = group.paths;
-  if (group.reason.empty()) shown.pathsDown = group.paths.size() - group.chain.paths.size();
-  shown.reason = group.reason;
-  shown.missingMemberRows = groups.missingMemberRows(group);
-  Asic::Index const row = groups.row(group);
-  if (row != Asic::Index::invalidIndex()) {
-    shown.row = row.value();
-    shown.contents = device.groups().row(row).contents;
-  }
-  if (shown.contents) {
-    shown.olderInRow = shown.state != State::programmed && shown.state != State::unanswered;
-    shown.members = walk(*shown.contents, group, device);
-  }
-  for (EcmpNextHops::Use const& hop : group.chain.hops) {
-    if (mapping.ecmp().state(*hop) == NextHopState::refused) shown.refused.push_back(hop->identity);
-  }
-  return shown;
-}
-
 IdState stateOf(GroupIds::GroupId const& group) {
   if (group.drops()) return IdState::drops;
   if (!group.blackholes.empty()) return IdState::dropsInPart;
@@ -190,6 +163,41 @@ std::size_t GroupReport::idsIn(ShownGroupId::State state) const {
       ids.begin(), ids.end(), [state](ShownGroupId const& id) { return id.state == state; }));
 }
 
+std::size_t routesOf(Groups::Group const& group, std::size_t ids, Mapping const& mapping) {
+  std::size_t const holders = mapping.groups().holders(group);
+  std::size_t const others = ids + (mapping.held().holdsGroup(group.number) ? 1 : 0);
+  // The ids may have been collected before: a holder may have come or gone since.
+  return holders > others ? holders - others : 0;
+}
+
+ShownGroup shownGroup(Groups::Group const& group, std::vector<std::uint32_t> const& ids,
+                      Mapping const& mapping, Hardware const& hardware) {
+  SoftAsic::SoftDevice const& device = hardware.device();
+  Groups const& groups = mapping.groups();
+  ShownGroup shown;
+  shown.number = group.number;
+  shown.state = groups.state(group);
+  shown.ids = ids;
+  shown.routes = routesOf(group, ids.size(), mapping);
+  shown.paths = group.paths;
+  if (group.reason.empty()) shown.pathsDown = group.paths.size() - group.chain.paths.size();
+  shown.reason = group.reason;
+  shown.missingMemberRows = groups.missingMemberRows(group);
+  Asic::Index const row = groups.row(group);
+  if (row != Asic::Index::invalidIndex()) {
+    shown.row = row.value();
+    shown.contents = device.groups().row(row).contents;
+  }
+  if (shown.contents) {
+    shown.olderInRow = shown.state != State::programmed && shown.state != State::unanswered;
+    shown.members = walk(*shown.contents, group, device);
+  }
+  for (EcmpNextHops::Use const& hop : group.chain.hops) {
+    if (mapping.ecmp().state(*hop) == NextHopState::refused) shown.refused.push_back(hop->identity);
+  }
+  return shown;
+}
+
 GroupReport groupReport(Mapping const& mapping, Hardware const& hardware) {
   SoftAsic::SoftDevice const& device = hardware.device();
   GroupReport report;
@@ -200,7 +208,7 @@ GroupReport groupReport(Mapping const& mapping, Hardware const& hardware) {
   report.scaling.worst = std::max(report.scaling.worst, mapping.routes().scaling().worst);
   auto ids = idsOfGroups(mapping.groupIds());
   for (auto const& [number, group] : mapping.groups().groups()) {
-    report.live.push_back(shown(*group, ids[number], mapping, device));
+    report.live.push_back(shownGroup(*group, ids[number], mapping, hardware));
   }
   for (auto const& [id, group] : mapping.groupIds().ids()) {
     ShownGroupId& shownId = report.ids.emplace_back();

@@ -34,7 +34,7 @@ struct ShownGroup {
   std::uint32_t number = 0;
   State state = State::programmed;
   std::vector<std::uint32_t> ids;  // that hold it
-  std::size_t routes = 0;          // that hold it with paths of their own
+  std::size_t routes = 0;          // see routesOf()
   Paths paths;                     // as asked for
   std::size_t pathsDown = 0;       // of these, left out because an interface is down
   std::string reason;              // why it was not placed
@@ -86,7 +86,18 @@ struct GroupReport {
   TableUse nextHopTable, memberTable, groupTable;
 };
 
+// The routes that hold the group themselves and not over one of the `ids` that hold it: with paths
+// of their own, or because it is what they led to before. What the resynchronisation holds is no
+// route.
+[[nodiscard]] std::size_t routesOf(Groups::Group const& group, std::size_t ids,
+                                   Mapping const& mapping);
+
 [[nodiscard]] GroupReport groupReport(Mapping const& mapping, Hardware const& hardware);
+
+// One group by itself; `ids`: that hold it.
+[[nodiscard]] ShownGroup shownGroup(Groups::Group const& group,
+                                    std::vector<std::uint32_t> const& ids, Mapping const& mapping,
+                                    Hardware const& hardware);
 
 // The groups' part of the summary.
 [[nodiscard]] std::string summaryText(GroupReport const& report);

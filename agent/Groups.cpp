@@ -95,6 +95,7 @@ void Groups::change(Use& held, Use& former, Paths const& paths) {
   auto node = uses_.extract(group.paths);
   unindex(group);
   group.paths = paths;
+  group.since = sinceNow();
   node.key() = paths;
   uses_.insert(std::move(node));
   index(group);
@@ -130,6 +131,11 @@ void Groups::unindex(Group const& group) {
 
 void Groups::interfaceIs(std::uint32_t interface, bool up) {
   if (up ? down_.erase(interface) == 0 : !down_.insert(interface).second) return;
+  if (up) {
+    downSince_.erase(interface);
+  } else {
+    downSince_.emplace(interface, sinceNow());
+  }
   std::set<std::uint32_t> affected;
   if (auto const found = byInterface_.find(interface); found != byInterface_.end()) {
     affected = found->second;
@@ -141,7 +147,10 @@ void Groups::interfaceIs(std::uint32_t interface, bool up) {
   for (std::uint32_t const number : affected) {
     Group& group = *byNumber_.at(number);
     if (!up) repairInForce(group);
-    if (update(group)) ++counter;
+    bool const hadPlace = group.reason.empty();
+    bool const isSwapped = update(group);
+    if (isSwapped) ++counter;
+    if (isSwapped || (hadPlace && !group.reason.empty())) group.since = sinceNow();
   }
 }
 
@@ -235,6 +244,7 @@ void Groups::answered(std::uint32_t number, Asic::HwTable::EntryState answer) {
   if (found == byNumber_.end()) return;
   if (answer != Asic::HwTable::success()) {
     refused_.insert(number);
+    found->second->since = sinceNow();
     return;
   }
   found->second->accepted = true;
@@ -251,6 +261,11 @@ Groups::State Groups::state(Group const& group) const {
   if (table_->unresolvedEntry(Table::Index(group.number))) return State::parked;
   if (group.handle->isProgrammed()) return State::programmed;
   return group.handle->entryState() == Asic::HwTable::refused ? State::refused : State::unanswered;
+}
+
+std::optional<Since> Groups::downSince(std::uint32_t interface) const {
+  auto const found = downSince_.find(interface);
+  return found == downSince_.end() ? std::nullopt : std::optional(found->second);
 }
 
 bool Groups::inForce(Group const& group) const { return group.accepted; }

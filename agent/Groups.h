@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -38,6 +39,7 @@
 #include "agent/Hardware.h"
 #include "agent/Paths.h"
 #include "agent/RowPool.h"
+#include "agent/Since.h"
 
 namespace OrviaL3Agent {
 
@@ -81,6 +83,9 @@ class Groups {
     std::vector<Chain> former;                  // that the hardware row may still name
     Vek::Ptr<Table::EntryHandle const> handle;  // none: no record in the table
     bool accepted = false;                      // the row holds one of these records
+    // It was asked for as it is to be now, or its record was refused last. Means nothing while it
+    // is programmed.
+    Since since = sinceNow();
   };
   using Use = std::shared_ptr<Group const>;
 
@@ -102,6 +107,8 @@ class Groups {
   // with it again, within this call. A group that has no other path keeps those that it has.
   void interfaceIs(std::uint32_t interface, bool up);
   [[nodiscard]] std::set<std::uint32_t> const& downInterfaces() const { return down_; }
+  // Nothing for an interface that is not down.
+  [[nodiscard]] std::optional<Since> downSince(std::uint32_t interface) const;
 
   // A table was found full outside of the calls above.
   void noRoom();
@@ -178,6 +185,7 @@ class Groups {
   std::map<std::uint32_t, Group*> byNumber_;
   std::map<std::uint32_t, std::set<std::uint32_t>> byInterface_;  // numbers
   std::set<std::uint32_t> down_;
+  std::map<std::uint32_t, Since> downSince_;          // of these
   std::map<std::uint32_t, std::uint64_t> notPlaced_;  // by number, and `freed_` at the last attempt
   std::set<std::uint32_t> waiting_;                   // numbers whose latest record is not accepted
   std::set<std::uint32_t> refused_;                   // numbers, some since accepted

@@ -1,5 +1,7 @@
 #include "agent/Hardware.h"
 
+#include "agent/Deadline.h"
+
 namespace OrviaL3Agent {
 namespace {
 
@@ -26,7 +28,10 @@ Hardware::Hardware(AgentOptions const& options)
 }
 
 void Hardware::runSlice() {
+  std::optional<Deadline> deadline;
+  if (sliceTime_) deadline.emplace(*sliceTime_);
   for (std::size_t left = device_.answers()->turn(); left > 0; --left) {
+    if (deadline && deadline->isOver()) return;
     try {
       device_.answers()->deliverOne();
     } catch (Asic::NoRowException const&) {

@@ -16,8 +16,10 @@
 // Threading: the loop's thread. Ownership: counts the soft ASIC's objects, as the table does.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 #include "agent/AgentOptions.h"
@@ -49,6 +51,10 @@ class Hardware final : public EventLoop::Source {
     table.doInitComplete();
     table.hwTableReadyIs(true);
   }
+
+  // Ends each slice after that time, with what is left for the next one. Without this call a slice
+  // delivers all that is due.
+  void sliceTimeIs(std::chrono::microseconds time) { sliceTime_ = time; }
 
   void runSlice() override;
   [[nodiscard]] bool busy() const override { return device_.answers()->waiting() > 0; }
@@ -91,6 +97,7 @@ class Hardware final : public EventLoop::Source {
   }
 
   SoftAsic::SoftDevice device_;
+  std::optional<std::chrono::microseconds> sliceTime_;
   bool noRoom_ = false;
 };
 

@@ -69,6 +69,11 @@ void Ids::finish(std::uint32_t id) {
   if (isGroup) groupEnds_(id);
 }
 
+void Ids::forget(std::uint32_t id) {
+  countIdentity(ids_.at(id).contents, false);
+  ids_.erase(id);
+}
+
 void Ids::forgetIfUnused(std::uint32_t id) {
   auto const found = ids_.find(id);
   if (found == ids_.end()) return;

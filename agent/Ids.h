@@ -98,6 +98,10 @@ class Ids {
   // Says what was withdrawn. Once more, or never announced: unknown.
   Withdrawn withdraw(std::uint32_t id);
 
+  // A new connection of the daemon: it may mean something else by the id, which nobody holds or
+  // watches any longer. Nobody is told.
+  void forget(std::uint32_t id);
+
   [[nodiscard]] Hold hold(std::uint32_t id, User user);
   void watcherIs(std::uint32_t id, RouteKey const& route) { ids_[id].routes.insert(route); }
   void watcherIs(std::uint32_t id, std::uint32_t group) { ids_[id].groups.insert(group); }

@@ -22,7 +22,9 @@ IngressNextHops::Use IngressNextHops::use(Identity const& identity) {
     held_.erase(held);
     ++heldCounts_.claimed;
     // Asked for as it was, it is there already and nothing is written.
-    place(*live_.at(identity));
+    Hop& hop = *live_.at(identity);
+    hop.since = sinceNow();
+    place(hop);
     return use;
   }
   if (auto const found = uses_.find(identity); found != uses_.end()) return found->second.lock();
@@ -86,6 +88,22 @@ void IngressNextHops::release() {
   rows_->forget();
 }
 
+bool IngressNextHops::releaseSlice(Deadline const& deadline) {
+  for (; !held_.empty(); ++heldCounts_.released) {
+    if (deadline.isOver()) return false;
+    held_.erase(held_.begin());
+  }
+  for (; !strangers_.empty(); ++heldCounts_.released) {
+    if (deadline.isOver()) return false;
+    Vek::Ptr<RowKey> const key = std::move(strangers_.back());
+    strangers_.pop_back();
+    table_->entryRemove(key);
+    key->rowDel();
+  }
+  rows_->forget();
+  return true;
+}
+
 std::set<std::uint32_t> IngressNextHops::heldRows() const {
   std::set<std::uint32_t> rows;
   for (Vek::Ptr<RowKey> const& key : strangers_) rows.insert(key->hwEntryIndex().value());
@@ -110,7 +128,7 @@ void IngressNextHops::place(Hop& hop) {
   // is the hardware's always.
   auto const answered = [link = link_, identity = hop.identity](Asic::HwTable::EntryState answer) {
     bool const refused = answer == Asic::HwTable::refused;
-    if (refused && link->owner != nullptr) link->owner->failed_.insert(identity);
+    if (refused && link->owner != nullptr) link->owner->refused(identity);
   };
   hop.handle = commitTime_.measure([&] {
     return table_->entryCommitWithResponseHandler(
@@ -118,6 +136,13 @@ void IngressNextHops::place(Hop& hop) {
   });
   if (state(hop) == NextHopState::parked) ++counts_.waited;
   counts_.peakParked = std::max(counts_.peakParked, table_->unresolvedEntrys());
+}
+
+void IngressNextHops::refused(Identity const& identity) {
+  failed_.insert(identity);
+  if (auto const found = live_.find(identity); found != live_.end()) {
+    found->second->since = sinceNow();
+  }
 }
 
 void IngressNextHops::remove(Hop& hop) {

@@ -28,11 +28,13 @@
 #include <vector>
 
 #include "OrviaL3Unicast/OrviaL3IngL3NextHop1Table.h"
+#include "agent/Deadline.h"
 #include "agent/Hardware.h"
 #include "agent/NextHopParts.h"
 #include "agent/NextHopState.h"
 #include "agent/OperationTime.h"
 #include "agent/RowKey.h"
+#include "agent/Since.h"
 #include "plugins/soft-asic/RowOwner.h"
 
 namespace OrviaL3Agent {
@@ -47,6 +49,8 @@ class IngressNextHops {
     NextHopParts::Parts parts;
     Vek::Ptr<RowKey> key;  // empty while it has no row
     Vek::Ptr<Table::EntryHandle const> handle;
+    // It came into use, or was refused last. Means nothing while it is programmed.
+    Since since = sinceNow();
   };
   using Use = std::shared_ptr<Hop const>;
 
@@ -64,6 +68,8 @@ class IngressNextHops {
                                             SoftAsic::NextHopContents const& contents);
   // The hold time is over: what nobody has used goes, strangers included, and with it the rows.
   void release();
+  // The same, as far as time allows. Returns whether it is over.
+  [[nodiscard]] bool releaseSlice(Deadline const& deadline);
   struct Held {
     std::size_t found = 0;      // rows from before, strangers included
     std::size_t strangers = 0;  // of these, with no known owner
@@ -109,6 +115,7 @@ class IngressNextHops {
 
   Use make(Identity const& identity);
   void place(Hop& hop);
+  void refused(Identity const& identity);
   void remove(Hop& hop);
 
   Vek::Ptr<Table> table_;

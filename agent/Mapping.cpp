@@ -142,7 +142,97 @@ std::vector<Mapping::Kept> Mapping::kept() const {
     if (route.former.hop) kept.push_back({route.former.hop->identity, std::nullopt});
     if (route.former.group) kept.push_back({std::nullopt, route.former.group->paths});
   }
+  for (auto const& [number, group] : held_.groups()) {
+    if (groups_.inForce(*group)) kept.push_back({std::nullopt, group->paths});
+  }
+  for (auto const& [identity, hop] : held_.hops()) {
+    if (ingress_.inForce(*hop)) kept.push_back({identity, std::nullopt});
+  }
   return kept;
+}
+
+void Mapping::mark() {
+  marking_ = Marking::groupIds;
+  lastId_.reset();
+  lastRoute_.reset();
+}
+
+bool Mapping::markSlice(Deadline const& deadline) {
+  if (marking_ == Marking::groupIds && markGroupIds(deadline)) marking_ = Marking::routes;
+  if (marking_ == Marking::routes && markRoutes(deadline)) marking_ = Marking::ends;
+  return marking_ == Marking::ends && endIds(deadline);
+}
+
+// First of all, since routes that let go of an id may be its end, and that of its group.
+bool Mapping::markGroupIds(Deadline const& deadline) {
+  auto const& ids = groupIds_.ids();
+  auto at = lastId_ ? ids.upper_bound(*lastId_) : ids.begin();
+  for (; at != ids.end() && !deadline.isOver(); ++at) {
+    held_.add(at->second.group);
+    held_.add(at->second.former);
+    lastId_ = at->first;
+  }
+  return at == ids.end();
+}
+
+bool Mapping::markRoutes(Deadline const& deadline) {
+  auto const& routes = routes_.routes();
+  auto at = lastRoute_ ? routes.upper_bound(*lastRoute_) : routes.begin();
+  for (; at != routes.end() && !deadline.isOver(); ++at) {
+    routes_.staleIs(at->first, held_);
+    lastRoute_ = at->first;
+  }
+  return at == routes.end();
+}
+
+// Groups before the ids that they name.
+bool Mapping::endIds(Deadline const& deadline) {
+  while (!groupIds_.ids().empty()) {
+    if (deadline.isOver()) return false;
+    groupIds_.groupDel(groupIds_.ids().begin()->first);
+  }
+  while (!ids_.ids().empty()) {
+    if (deadline.isOver()) return false;
+    ids_.forget(ids_.ids().begin()->first);
+  }
+  return true;
+}
+
+Mapping::Stale Mapping::stale() const {
+  return {routes_.stale(), held_.groups().size(), held_.hops().size()};
+}
+
+void Mapping::sweep() {
+  lastRoute_.reset();
+  swept_ = {};
+}
+
+bool Mapping::sweepSlice(Deadline const& deadline) {
+  if (stale().empty()) return true;
+  if (!sweepRoutes(deadline)) return false;
+  std::uint64_t const groups = groups_.counts().ended;
+  std::uint64_t const hops = ingress_.counts().ended;
+  while (!held_.empty() && !deadline.isOver()) held_.dropOne();
+  swept_.groups += groups_.counts().ended - groups;
+  swept_.hops += ingress_.counts().ended - hops;
+  if (!held_.empty()) return false;
+  // The daemon has said again what failed: a second chance for it.
+  retry(false);
+  return true;
+}
+
+bool Mapping::sweepRoutes(Deadline const& deadline) {
+  auto const& routes = routes_.routes();
+  auto at = lastRoute_ ? routes.upper_bound(*lastRoute_) : routes.begin();
+  while (routes_.stale() > 0 && at != routes.end()) {
+    if (deadline.isOver()) return false;
+    auto const looked = at++;
+    lastRoute_ = looked->first;
+    if (!looked->second.stale) continue;
+    ++swept_.routes;
+    routes_.staleDel(RouteKey(looked->first));
+  }
+  return true;
 }
 
 void Mapping::retry(bool unanswered) {

@@ -10,6 +10,13 @@
 // route, group, block, next hops, interface; what is withdrawn while something uses it, stays until
 // nothing does.
 //
+// When a new connection of the daemon begins, what it said before is marked: routes become stale,
+// ids are forgotten, for a daemon that was restarted means others by the same numbers, and
+// everything that they used is held. So nothing leaves the hardware, nothing changes there, and
+// what is announced again finds what it needs in place. Once the daemon has said all, sweep()
+// removes what is still stale and lets go of what was held. Both are done a slice at a time;
+// between the slices of the marking no message may come.
+//
 // What the hardware refused and what found no room is tried again when it is announced again, when
 // rows are freed, and by retry().
 //
@@ -22,10 +29,12 @@
 #include <optional>
 #include <vector>
 
+#include "agent/Deadline.h"
 #include "agent/GroupIds.h"
 #include "agent/Groups.h"
 #include "agent/Ids.h"
 #include "agent/IngressNextHops.h"
+#include "agent/KeptUses.h"
 #include "agent/Routes.h"
 #include "agent/StreamCounts.h"
 
@@ -58,6 +67,24 @@ class Mapping {
   void messageIs(Fpm::Message const& message);
   void frameEnds() { routes_.frameEnds(); }
 
+  // A new connection. Until markSlice() says that all is marked, no message may come. Once more
+  // before the sweep, for yet another connection: what is stale stays so.
+  void mark();
+  [[nodiscard]] bool markSlice(Deadline const& deadline);
+  // The daemon has said all. Messages may come between the slices. Returns, as markSlice(), whether
+  // it is over; what has failed in hardware is tried again then.
+  void sweep();
+  [[nodiscard]] bool sweepSlice(Deadline const& deadline);
+
+  struct Stale {
+    std::size_t routes = 0, groups = 0, hops = 0;
+    [[nodiscard]] bool empty() const { return routes + groups + hops == 0; }
+  };
+  // Routes that are stale, and what is held for all that was before the last mark.
+  [[nodiscard]] Stale stale() const;
+  // What the last sweep has removed: of the groups and next hops those that nobody else had.
+  [[nodiscard]] Stale const& swept() const { return swept_; }
+
   // Local repair: groups go without their paths over an interface that is down.
   void interfaceIs(std::uint32_t interface, bool up) { groups_.interfaceIs(interface, up); }
   // Tries again what failed, and with `unanswered` also what got no answer.
@@ -75,6 +102,12 @@ class Mapping {
     ingress_.release();
     ++released_;
   }
+  // The same, a slice at a time. Returns whether it is over.
+  [[nodiscard]] bool releaseSlice(Deadline const& deadline) {
+    if (!ingress_.releaseSlice(deadline)) return false;
+    ++released_;
+    return true;
+  }
 
   // What a holder keeps in hardware because what it asks for now is not in force or cannot be.
   struct Kept {
@@ -82,6 +115,8 @@ class Mapping {
     std::optional<Paths> group;
   };
   [[nodiscard]] std::vector<Kept> kept() const;
+  // What the resynchronisation holds until its sweep.
+  [[nodiscard]] KeptUses const& held() const { return held_; }
 
   [[nodiscard]] Tables const& tables() const { return tables_; }
   [[nodiscard]] Ids const& ids() const { return ids_; }
@@ -101,6 +136,10 @@ class Mapping {
   void groupEnds(std::uint32_t id);
   void tellUsers(std::uint32_t id, bool isSame);
   void settleHolders();
+  [[nodiscard]] bool markGroupIds(Deadline const& deadline);
+  [[nodiscard]] bool markRoutes(Deadline const& deadline);
+  [[nodiscard]] bool endIds(Deadline const& deadline);
+  [[nodiscard]] bool sweepRoutes(Deadline const& deadline);
 
   Tables tables_;
   Hardware const& hardware_;
@@ -113,6 +152,12 @@ class Mapping {
   Routes routes_;
   IdCounts nextHopCounts_;
   IdCounts groupCounts_;
+  KeptUses held_;  // of before the last mark
+  // How far the marking is, and the last id and route that it or the sweep has looked at.
+  enum class Marking { groupIds, routes, ends } marking_ = Marking::ends;
+  std::optional<std::uint32_t> lastId_;
+  std::optional<RouteKey> lastRoute_;
+  Stale swept_;
   std::uint64_t freedSeen_ = 0;
   std::uint64_t released_ = 0;
 };

@@ -2,14 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 
 #include "OrviaAsicUtils/Toggles.h"
 #include "Vek/Exception.h"
+#include "agent/AgentCommandLine.h"
 #include "agent/ByName.h"
 #include "agent/Plot.h"
 #include "agent/RouteText.h"
@@ -17,16 +14,6 @@
 
 namespace OrviaL3Agent {
 namespace {
-
-// Found out before the work is done. Leaves the file as it is.
-void requireWritable(char const* option, std::string const& path) {
-  if (path.empty()) return;
-  bool const isThere = std::filesystem::exists(path);
-  if (!std::ofstream(path, std::ios::app)) {
-    throw std::system_error(errno, std::generic_category(), fmt::format("{} {}", option, path));
-  }
-  if (!isThere) std::filesystem::remove(path);
-}
 
 AgentOptions agentOptionsOf(ReplayOptions const& options) {
   AgentOptions agent = options;

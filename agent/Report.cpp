@@ -111,8 +111,7 @@ std::string problemText(NextHopReport const& report, char const* title) {
   for (ShownNextHop const& nextHop : report.live) {
     if (nextHop.state == NextHopState::programmed) continue;
     std::string const row = nextHop.row ? fmt::format("row {}, ", *nextHop.row) : std::string();
-    lines.push_back(fmt::format("{}{}: {}{}", row, text(nextHop.identity), stateText(nextHop),
-                                waitingText(nextHop)));
+    lines.push_back(fmt::format("{}{}: {}", row, text(nextHop.identity), problemText(nextHop)));
   }
   return listText(title, lines, lines.size());
 }
@@ -145,13 +144,7 @@ NextHopReport ingressReport(Mapping const& mapping, Hardware const& hardware) {
   NextHopReport report;
   report.counts = mapping.ingress().counts();
   for (auto const& [identity, hop] : mapping.ingress().hops()) {
-    ShownNextHop& shown = report.live.emplace_back();
-    shown.identity = identity;
-    shown.state = mapping.ingress().state(*hop);
-    shown.obstacle = hop->obstacle;
-    shown.ids = mapping.ids().idsOf(identity);
-    if (!hop->key) continue;
-    addRecord(shown, *mapping.tables().ingress, hop->key, hop->key->hwEntryIndex(), hardware);
+    report.live.push_back(shownNextHop(*hop, mapping, hardware));
   }
   return report;
 }
@@ -160,13 +153,7 @@ NextHopReport ecmpReport(Mapping const& mapping, Hardware const& hardware) {
   NextHopReport report;
   report.counts = mapping.ecmp().counts();
   for (auto const& [identity, hop] : mapping.ecmp().hops()) {
-    ShownNextHop& shown = report.live.emplace_back();
-    shown.identity = identity;
-    shown.state = mapping.ecmp().state(*hop);
-    shown.ids = mapping.ids().idsOf(identity);
-    Asic::Index const row = mapping.tables().ecmp->firstFreeIndexAllocator()->indexForKey(
-        OrviaL3Unicast::EcmpIngL3NextHop1Traits::keyType(), &identity);
-    addRecord(shown, *mapping.tables().ecmp, identity, row, hardware);
+    report.live.push_back(shownNextHop(*hop, mapping, hardware));
   }
   return report;
 }
@@ -259,6 +246,35 @@ Report reportOf(Mapping const& mapping, Hardware const& hardware) {
   report.commit = mapping.ingress().commitTime();
   report.remove = mapping.ingress().removeTime();
   return report;
+}
+
+ShownNextHop shownNextHop(IngressNextHops::Hop const& hop, Mapping const& mapping,
+                          Hardware const& hardware) {
+  ShownNextHop shown;
+  shown.identity = hop.identity;
+  shown.state = mapping.ingress().state(hop);
+  shown.obstacle = hop.obstacle;
+  shown.ids = mapping.ids().idsOf(hop.identity);
+  if (hop.key) {
+    addRecord(shown, *mapping.tables().ingress, hop.key, hop.key->hwEntryIndex(), hardware);
+  }
+  return shown;
+}
+
+ShownNextHop shownNextHop(EcmpNextHops::Hop const& hop, Mapping const& mapping,
+                          Hardware const& hardware) {
+  ShownNextHop shown;
+  shown.identity = hop.identity;
+  shown.state = mapping.ecmp().state(hop);
+  shown.ids = mapping.ids().idsOf(hop.identity);
+  Asic::Index const row = mapping.tables().ecmp->firstFreeIndexAllocator()->indexForKey(
+      OrviaL3Unicast::EcmpIngL3NextHop1Traits::keyType(), &hop.identity);
+  addRecord(shown, *mapping.tables().ecmp, hop.identity, row, hardware);
+  return shown;
+}
+
+std::string problemText(ShownNextHop const& nextHop) {
+  return stateText(nextHop) + waitingText(nextHop);
 }
 
 std::string tableText(NextHopReport const& report) {

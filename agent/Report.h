@@ -102,6 +102,14 @@ struct Report {
 [[nodiscard]] std::string text(Report const& report);
 // The tables of `--show`.
 [[nodiscard]] std::string showText(Report const& report);
+// One next hop by itself.
+[[nodiscard]] ShownNextHop shownNextHop(IngressNextHops::Hop const& hop, Mapping const& mapping,
+                                        Hardware const& hardware);
+[[nodiscard]] ShownNextHop shownNextHop(EcmpNextHops::Hop const& hop, Mapping const& mapping,
+                                        Hardware const& hardware);
+// What one that is not programmed is like, and what it waits for: "refused", "parked, waits for its
+// interface", "no free row".
+[[nodiscard]] std::string problemText(ShownNextHop const& nextHop);
 // One table of next hops.
 [[nodiscard]] std::string tableText(NextHopReport const& report);
 

@@ -4,6 +4,7 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace OrviaL3Agent {
 
@@ -22,7 +23,8 @@ void Routes::routeIs(Fpm::Route const& announced) {
     prefixes_[key.table].insertOrFind(key.prefix()).insert(key.priority);
     counts_.peak = std::max(counts_.peak, routes_.size());
   }
-  if (!isNew && route.announced.nextHopId) ids_.watcherDel(*route.announced.nextHopId, key);
+  if (!isNew) unwatch(key, route);
+  if (std::exchange(route.stale, false)) --stale_;
   if (announced.nextHopId) ids_.watcherIs(*announced.nextHopId, key);
   route.announced = announced;
   resolve(key, route);
@@ -43,19 +45,47 @@ void Routes::routeDel(Fpm::RouteWithdrawal const& withdrawn) {
 void Routes::frameEnds() {
   for (RouteKey const& key : std::exchange(leaving_, {})) {
     auto const found = routes_.find(key);
-    if (found != routes_.end() && found->second.leaving) erase(key);
+    if (found == routes_.end() || !found->second.leaving) continue;
+    ++counts_.withdrawn;
+    erase(key);
   }
 }
 
+void Routes::staleIs(RouteKey const& key, KeptUses& kept) {
+  Route& route = routes_.at(key);
+  // Before anything is let go of.
+  for (Way const* way : {&route.way, &route.former}) {
+    kept.add(way->hop);
+    kept.add(way->group);
+  }
+  if (route.stale) return;
+  keepRows(route);
+  unwatch(key, route);
+  moves(key, route, std::nullopt);
+  route.way = Way();
+  route.way.reason = "not said again";
+  route.stale = true;
+  ++stale_;
+}
+
+void Routes::staleDel(RouteKey const& key) {
+  ++counts_.swept;
+  erase(key);
+}
+
+void Routes::unwatch(RouteKey const& key, Route const& route) {
+  if (!route.stale && route.announced.nextHopId) ids_.watcherDel(*route.announced.nextHopId, key);
+}
+
 void Routes::erase(RouteKey const& key) {
-  ++counts_.withdrawn;
   moves(key, routes_.at(key), std::nullopt);
   auto node = routes_.extract(key);
   auto& prefixes = prefixes_.at(key.table);
   std::set<std::uint32_t>& priorities = prefixes.insertOrFind(key.prefix());
   priorities.erase(key.priority);
   if (priorities.empty()) prefixes.erase(key.prefix());
-  if (node.mapped().announced.nextHopId) ids_.watcherDel(*node.mapped().announced.nextHopId, key);
+  unwatch(key, node.mapped());
+  if (node.mapped().stale) --stale_;
 }
 
 void Routes::update(RouteKey const& key) {
@@ -240,7 +270,7 @@ Routes::State Routes::state(Route const& route) const {
   if (route.former.kind != Way::Kind::none && leads(route.former)) return State::formerWay;
   if (way.kind == Way::Kind::unknownId) return State::unknownId;
   bool const isPossible =
-      way.kind != Way::Kind::none && (group == nullptr || group->reason.empty());
+      route.stale || (way.kind != Way::Kind::none && (group == nullptr || group->reason.empty()));
   return isPossible ? State::notInForce : State::notPossible;
 }
 

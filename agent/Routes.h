@@ -9,6 +9,10 @@
 // A route points to an id (a next hop, a group or one that drops), or carries paths of its own (one
 // makes a next hop, several a group), or drops. One that names an unknown id waits for it.
 //
+// When a new connection of the daemon begins, what it said on the one before counts no longer, and
+// yet stays in force: a route is made stale, which leaves it its rows as the former way and nothing
+// else, until it is announced again or removed.
+//
 // A route that is announced with another way keeps the way before until the hardware has the new
 // one. A withdrawal takes effect at the end of its frame: a frame that withdraws a route and
 // announces it again replaces it, without letting go of what both have in common.
@@ -30,6 +34,7 @@
 #include "agent/Groups.h"
 #include "agent/Ids.h"
 #include "agent/IngressNextHops.h"
+#include "agent/KeptUses.h"
 #include "agent/PrefixTable.h"
 #include "agent/RouteKey.h"
 
@@ -52,6 +57,7 @@ class Routes {
     std::uint64_t changed = 0;    // announced again with another way or other attributes
     std::uint64_t withdrawn = 0;  // and not announced again in the same frame
     std::uint64_t unknownWithdrawals = 0;
+    std::uint64_t swept = 0;        // that were stale to the end, and removed
     std::uint64_t waitedForId = 0;  // announced before the id that they name
     std::size_t peak = 0;           // most at once
   };
@@ -81,6 +87,7 @@ class Routes {
     // withdrawn is not known any longer for that.
     Way former;
     bool leaving = false;
+    bool stale = false;             // of a connection before; `way` is none then
     std::optional<Target> movesTo;  // while there is a former way
   };
 
@@ -90,6 +97,14 @@ class Routes {
   void routeIs(Fpm::Route const& announced);
   void routeDel(Fpm::RouteWithdrawal const& withdrawn);
   void frameEnds();
+
+  // A new connection: the route names nothing any longer. All that it used is added to `kept`.
+  void staleIs(RouteKey const& key, KeptUses& kept);
+  // Removes a route that is stale.
+  void staleDel(RouteKey const& key);
+  // How many are stale.
+  [[nodiscard]] std::size_t stale() const { return stale_; }
+
   // The id that the route names is about to be something else: its rows are not let go for that.
   void keepRows(RouteKey const& key);
   // The contents of the id that the route names changed.
@@ -119,6 +134,8 @@ class Routes {
   [[nodiscard]] bool inForce(Way const& way) const;
   // The same, with every row that packets may take.
   [[nodiscard]] bool leads(Way const& way) const;
+  // No id has it as a watcher any longer.
+  void unwatch(RouteKey const& key, Route const& route);
   void erase(RouteKey const& key);
 
   Ids& ids_;
@@ -130,6 +147,7 @@ class Routes {
   // By table, the priorities of each prefix.
   std::map<std::uint32_t, PrefixTable<std::set<std::uint32_t>>> prefixes_;
   std::vector<RouteKey> leaving_;
+  std::size_t stale_ = 0;
   // The routes that have a former way.
   std::map<Target, std::set<RouteKey>> moving_;
   Counts counts_;

@@ -19,6 +19,8 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
   [[nodiscard]] Key key() const { return key_; }
   [[nodiscard]] std::uint32_t slot() const { return slot_; }
   void tableDel() { table_ = nullptr; }
+  [[nodiscard]] Since since() const { return since_; }
+  void sinceIs(Since since) { since_ = since; }
   [[nodiscard]] std::optional<EventLoop::TimerId> timer() const { return timer_; }
   void timerIs(std::optional<EventLoop::TimerId> timer) { timer_ = timer; }
 
@@ -26,6 +28,7 @@ class StandInTable::Entry final : public Vek::Tracked<Entry, Asic::SwTable::Entr
   StandInTable* table_;
   Key key_;
   std::uint32_t slot_;
+  Since since_ = sinceNow();
   std::optional<EventLoop::TimerId> timer_;
 };
 
@@ -82,6 +85,7 @@ void StandInTable::program(Key key) {
   // Held, since what waits for the handle runs inside the setters and may let go of it.
   Vek::Ptr<Entry> const entry(entries_.at(key));
   entry->timerIs(std::nullopt);
+  entry->sinceIs(sinceNow());
   // The row first: a handle in state 1 without a row would not count as programmed yet.
   entry->hwEntryIndexIs(entry->slot());
   entry->entryStateIs(Asic::HwTable::success());
@@ -97,6 +101,20 @@ void StandInTable::entryDel(Entry const& entry) {
 std::optional<std::uint32_t> StandInTable::slot(Key key) const {
   auto const found = entries_.find(key);
   return found == entries_.end() ? std::nullopt : std::optional(found->second->slot());
+}
+
+StandInTable::Shown StandInTable::shown(Entry const& entry) {
+  return {entry.key(), entry.slot(), entry.isProgrammed(), entry.since()};
+}
+
+std::optional<StandInTable::Shown> StandInTable::shown(Key key) const {
+  auto const found = entries_.find(key);
+  return found == entries_.end() ? std::nullopt : std::optional(shown(*found->second));
+}
+
+std::optional<StandInTable::Shown> StandInTable::shownAfter(std::optional<Key> key) const {
+  auto const next = key ? entries_.upper_bound(*key) : entries_.begin();
+  return next == entries_.end() ? std::nullopt : std::optional(shown(*next->second));
 }
 
 std::size_t StandInTable::programmed() const {

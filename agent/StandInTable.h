@@ -24,6 +24,7 @@
 #include "Asic/SwTable.h"
 #include "agent/EventLoop.h"
 #include "agent/Numbering.h"
+#include "agent/Since.h"
 
 namespace OrviaL3Agent {
 
@@ -63,6 +64,16 @@ class StandInTable {
 
   // The slot of the entry, or nothing when it is not in use; it may not be programmed yet.
   [[nodiscard]] std::optional<std::uint32_t> slot(Key key) const;
+  // An entry in use.
+  struct Shown {
+    Key key = 0;
+    std::uint32_t slot = 0;
+    bool programmed = false;
+    Since since;  // it is programmed, or was asked for
+  };
+  [[nodiscard]] std::optional<Shown> shown(Key key) const;
+  // The one with the next larger key, or the first one; empty behind the last.
+  [[nodiscard]] std::optional<Shown> shownAfter(std::optional<Key> key) const;
   [[nodiscard]] std::size_t size() const { return entries_.size(); }
   [[nodiscard]] std::size_t programmed() const;
   [[nodiscard]] std::size_t peak() const { return peak_; }
@@ -70,6 +81,7 @@ class StandInTable {
  private:
   class Entry;
 
+  [[nodiscard]] static Shown shown(Entry const& entry);
   Vek::Ptr<Entry> make(Key key);
   void program(Key key);
   void entryDel(Entry const& entry);

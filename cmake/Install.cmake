@@ -42,5 +42,13 @@ install(DIRECTORY plugins/soft-asic DESTINATION "${ORVIA_INSTALL_INCLUDEDIR}/plu
 
 install(DIRECTORY examples/embed examples/utility-plugin
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples")
-install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+  FILES_MATCHING PATTERN "*.md" PATTERN "schemas/*.json")
+
+# What an operator's shell, manual and service manager read. The unit names no place either: systemd
+# looks for the program where programs are.
+install(FILES packaging/bash-completion/orvia-l3-agent
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+install(FILES docs/orvia-l3-agent.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES packaging/orvia-l3-agent.service DESTINATION lib/systemd/system)
 install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")

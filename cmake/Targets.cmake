@@ -36,6 +36,12 @@ function(orvia_link_agent_packages target)
   find_package(CLI11 REQUIRED)
   find_package(fmt REQUIRED)
   find_package(nlohmann_json 3 REQUIRED)
+  find_package(Threads REQUIRED)
+  find_package(prometheus-cpp REQUIRED)
+  # Asio is headers only, and has no package file.
+  find_path(ORVIA_ASIO_INCLUDE_DIR asio.hpp REQUIRED)
+  target_include_directories(${target} SYSTEM PUBLIC "${ORVIA_ASIO_INCLUDE_DIR}")
+  target_compile_definitions(${target} PUBLIC ASIO_STANDALONE)
   target_link_libraries(${target} PUBLIC Libmnl::Libmnl CLI11::CLI11 fmt::fmt
-    PRIVATE nlohmann_json::nlohmann_json)
+    nlohmann_json::nlohmann_json Threads::Threads prometheus-cpp::core prometheus-cpp::pull)
 endfunction()

@@ -28,17 +28,18 @@ constexpr std::array<Row, First + Second> joined(std::array<Row, First> const& f
 // Goes over a table's store, which the table shows to nobody else but those that derive from it.
 template <class T>
 struct StoreView {
-  // Visits the keys whose columns are wanted, in the order in which they came.
+  // Visits the keys whose columns are wanted, in the order in which they came, until the visit says
+  // no.
   template <class Wanted, class Visit>
   static void keys(TableBase<T> const& table, Wanted const& wanted, Visit const& visit) {
     for (auto const& node : table.store_) {
-      if (wanted(node.value)) visit(node.key);
+      if (wanted(node.value) && !visit(node.key)) return;
     }
   }
   template <class Wanted>
   static std::size_t count(TableBase<T> const& table, Wanted const& wanted) {
     std::size_t present = 0;
-    keys(table, wanted, [&](typename T::Key const&) { ++present; });
+    keys(table, wanted, [&](typename T::Key const&) { return ++present > 0; });
     return present;
   }
 };

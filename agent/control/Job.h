@@ -63,8 +63,11 @@ class Job {
   // Does about a millisecond's work. Returns whether the job is done. What it throws ends the
   // request: its text goes to the client.
   virtual bool runSlice(Answer& answer) = 0;
-  // Whether there is something to do now. A job that follows what happens says no in between.
+  // Whether there is something to do now. A job that follows what happens says no in between, and
+  // so does one whose thread is at work; that one wakes the loop.
   [[nodiscard]] virtual bool busy() const { return true; }
+  // Whether it may wait for ever: it ends when its client says that it asks for nothing more.
+  [[nodiscard]] virtual bool follows() const { return false; }
 };
 
 // Says when a slice has taken its time. Looks at the clock every few calls.
@@ -86,6 +89,8 @@ class SliceTime {
 struct Context {
   Agent& agent;
   FpmServer& stream;
+  // Makes a loop that sleeps look at its jobs; from any thread. The control server sets it.
+  std::function<void()> wake = {};
 };
 
 using Arguments = std::vector<std::string>;

@@ -20,6 +20,15 @@ struct Endpoint {
 struct ServeOptions : AgentOptions {
   // A routing daemon looks for this port on loopback (FRRouting's fpm module: 2620).
   static constexpr std::uint16_t kFpmPort = 2620;
+  // A slice of the stream ends by its time; this many messages it never has.
+  static constexpr std::uint32_t kSlice = 1024;
+
+  // A daemon that changes something all the time is never silent. What it says again it says in a
+  // burst after it has connected: what was not said again this many hold times after the beginning
+  // is gone, whatever else is said.
+  static constexpr int kMostHolds = 20;
+
+  ServeOptions() { slice = kSlice; }
 
   Endpoint listen{.port = kFpmPort};
   std::string controlPath;  // of the control socket; empty: none

@@ -208,13 +208,14 @@ Value callOperation(Value& object, std::string_view name) {
   return row.call(addressForChange(object));
 }
 
-AttributeIterator::AttributeIterator(Value& object, VekAttribute const& attribute)
+AttributeIterator::AttributeIterator(Value& object, VekAttribute const& attribute,
+                                     std::size_t first, std::size_t most)
     : object_(&object), attribute_(&attribute) {
   requireSomething(object);
   if (attribute.keys == nullptr) {
     refuse(where(object.objectType(), attribute), AttributeOperation::count);
   }
-  attribute.keys(addressOf(object), keys_);
+  keys_ = attribute.keys(addressOf(object), first, most);
 }
 
 AttributeIterator& AttributeIterator::operator++() {

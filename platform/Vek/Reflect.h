@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -41,8 +42,9 @@ struct VekAttribute {
   void (*elementWrite)(void* object, Value const& key, Value const& value) = nullptr;
   void (*elementDelete)(void* object, Value const& key) = nullptr;
   std::size_t (*count)(void const* object) = nullptr;
-  // Appends the keys of the moment, in the order of the collection.
-  void (*keys)(void const* object, std::vector<Value>& keys) = nullptr;
+  // The keys of the moment, in the order of the collection: at most `most`, the first `first` left
+  // out.
+  std::vector<Value> (*keys)(void const* object, std::size_t first, std::size_t most) = nullptr;
   // What elementWrite takes when it is no element: the object makes its elements itself, each from
   // a value of this type. None for all others, which are written with what they are read as.
   VekType madeFrom{};
@@ -144,11 +146,15 @@ VEK_EXPORT Value attributeOperation(Value& object, AttributeId id, AttributeOper
 VEK_EXPORT Value callOperation(Value& object, std::string_view name);
 
 // Goes over a collection's elements: those that are there when it is made, in the order of the
-// collection. Elements may come and go meanwhile: those that went are skipped when it is their
-// turn, those that come are not visited. `object` must outlive it.
+// collection; of a large one a part. Elements may come and go meanwhile: those that went are
+// skipped when it is their turn, those that come are not visited. `object` must outlive it.
 class VEK_EXPORT AttributeIterator {
  public:
-  AttributeIterator(Value& object, VekAttribute const& attribute);
+  static constexpr std::size_t all = std::numeric_limits<std::size_t>::max();
+
+  // At most `most` elements, behind the first `first`.
+  AttributeIterator(Value& object, VekAttribute const& attribute, std::size_t first = 0,
+                    std::size_t most = all);
 
   // To the next element that is still there, or behind the last, where it stays.
   AttributeIterator& operator++();

@@ -22,7 +22,8 @@
 //   static void make(C&, Key const&, Origin const&);            // it makes one from (madeFrom)
 //   static void del(C&, Key const&);                            // if they can be deleted
 //   static std::size_t count(C const&);
-//   static void keys(C const&, auto const& visit);              // visit(Key const&)
+//   static void keys(C const&, auto const& visit);              // bool visit(Key const&); a large
+//                                                               // one stops when it is false
 #pragma once
 
 #include <functional>
@@ -152,9 +153,16 @@ struct CollectionFunctions {
     Collection::del(objectAt<C>(object), Keys::native(key));
   }
   static std::size_t count(void const* object) { return Collection::count(objectAt<C>(object)); }
-  static void keys(void const* object, std::vector<Value>& into) {
-    Collection::keys(objectAt<C>(object),
-                     [&](Key const& key) { into.push_back(Keys::value(key)); });
+  static std::vector<Value> keys(void const* object, std::size_t first, std::size_t most) {
+    std::vector<Value> keys;
+    std::size_t position = 0;
+    Collection::keys(objectAt<C>(object), [&](Key const& key) {
+      if (position++ < first) return true;
+      if (keys.size() >= most) return false;
+      keys.push_back(Keys::value(key));
+      return true;
+    });
+    return keys;
   }
 };
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -63,6 +64,19 @@ class TraceRegistry {
     }
   }
 
+  std::vector<TraceLevels> levels() {
+    std::map<std::string, TraceLevelMask> byName;
+    {
+      std::scoped_lock const lock(mutex_);
+      for (TraceHandle const* handle : handles_) {
+        byName[handle->name_] |= handle->levels_.load(std::memory_order_relaxed);
+      }
+    }
+    std::vector<TraceLevels> levels;
+    for (auto const& [name, mask] : byName) levels.push_back({name, mask});
+    return levels;
+  }
+
   TraceSink sinkIs(TraceSink sink) {
     auto next = sink ? std::make_shared<TraceSink>(std::move(sink)) : nullptr;
     {
@@ -102,9 +116,7 @@ class TraceRegistry {
   std::shared_ptr<TraceSink> sink_;
 };
 
-namespace {
-
-void writeToStandardError(TraceLine const& line) {
+void traceToStandardError(TraceLine const& line) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   tm local{};
@@ -119,8 +131,6 @@ void writeToStandardError(TraceLine const& line) {
   std::string const whole = std::string(time.data(), length) + fraction.data() + line.str() + '\n';
   std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
-
-}  // namespace
 
 TraceHandle::TraceHandle(char const* name, bool allLevels) : name_(name) {
   TraceRegistry::instance().handleIs(*this, allLevels);
@@ -137,6 +147,8 @@ void traceLevelsUpToIs(std::string_view pattern, TraceFacility::FacilityLevel hi
 }
 
 void traceLevelDelAll() { TraceRegistry::instance().switchDelAll(); }
+
+std::vector<TraceLevels> traceLevels() { return TraceRegistry::instance().levels(); }
 
 TraceSink traceSinkIs(TraceSink sink) { return TraceRegistry::instance().sinkIs(std::move(sink)); }
 
@@ -162,7 +174,7 @@ TraceHelper::~TraceHelper() {
   TraceLine const line{handle_.name(), level_, file_, line_, function_, stream_.text_};
   std::shared_ptr<TraceSink> const sink = TraceRegistry::instance().sink();
   if (sink == nullptr) {
-    writeToStandardError(line);
+    traceToStandardError(line);
     return;
   }
   try {

@@ -12,7 +12,8 @@
 // shell pattern ('*', '?', '[...]'); a switch also holds for handles that are created later, so an
 // operator may switch on a module that is not loaded yet. Later switches win over earlier ones.
 //
-// Finished lines go to one process-wide sink, standard error unless replaced.
+// Finished lines go to one process-wide sink, standard error unless replaced. A sink that wants
+// both hands what it gets to the sink before it, or to traceToStandardError() where that was empty.
 //
 // Threading: everything here may be used from any thread. The level test takes no lock; a level
 // that is switched by another thread is seen a little later. A sink runs on the thread that traces,
@@ -25,6 +26,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Vek/Export.h"
 
@@ -88,6 +90,14 @@ VEK_EXPORT void traceLevelsUpToIs(std::string_view pattern, TraceFacility::Facil
 // Forgets every switch: all levels of all handles are off, also of those created with `allLevels`.
 VEK_EXPORT void traceLevelDelAll();
 
+// The handles of the moment by name, each name once with the levels that are on for any of its
+// handles.
+struct TraceLevels {
+  std::string name;
+  TraceLevelMask levels = 0;
+};
+VEK_EXPORT std::vector<TraceLevels> traceLevels();
+
 // One finished line. The views are valid during the call of the sink only.
 struct TraceLine {
   std::string_view handleName;
@@ -107,6 +117,8 @@ using TraceSink = std::function<void(TraceLine const&)>;
 // Replaces the sink and returns the one that was there, so that a test can put it back. An empty
 // sink means standard error, where a line is preceded by the time of day.
 VEK_EXPORT TraceSink traceSinkIs(TraceSink sink);
+// What happens to lines without a sink.
+VEK_EXPORT void traceToStandardError(TraceLine const& line);
 
 // The text of a line under construction.
 class VEK_EXPORT TraceStream {

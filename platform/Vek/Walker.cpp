@@ -94,13 +94,23 @@ Value parsedKey(VekType type, std::string_view text) {
   }
 }
 
+// Refuses to compare that many keys.
+void requireFew(Value& object, VekAttribute const& row, std::string_view element,
+                std::size_t mostCompared) {
+  if (mostCompared == AttributeIterator::all) return;
+  Value const count = attributeOperation(object, row.id, AttributeOperation::count);
+  if (*count.as<std::uint32_t>() <= mostCompared) return;
+  throw ReflectionException(named(object, row) + " has " + std::string(count.text().str()) +
+                            " elements, and none has '" + std::string(element) +
+                            "' as its key as it is read: name one by its position, [#1]");
+}
+
 // The key of the element that a step names. Its element was there a moment ago.
-Value keyOf(Value& object, VekAttribute const& row, std::string_view element) {
+Value keyOf(Value& object, VekAttribute const& row, std::string_view element,
+            std::size_t mostCompared) {
   if (std::optional<std::size_t> const ordinal = ordinalOf(element)) {
-    AttributeIterator i(object, row);
-    for (std::size_t left = *ordinal; i; ++i) {
-      if (--left == 0) return i.key();
-    }
+    AttributeIterator const i(object, row, *ordinal - 1, 1);
+    if (i) return i.key();
     throw ReflectionException(named(object, row) + " has fewer elements than " +
                               std::to_string(*ordinal));
   }
@@ -109,6 +119,7 @@ Value keyOf(Value& object, VekAttribute const& row, std::string_view element) {
       !attributeOperation(object, row.id, AttributeOperation::elementRead, {}, key).isNone()) {
     return key;
   }
+  requireFew(object, row, element, mostCompared);
   Value found;
   for (AttributeIterator i(object, row); i; ++i) {
     if (i.key().text().str() != element) continue;
@@ -152,7 +163,7 @@ struct Place {
   }
 };
 
-Place placeOf(Value const& owner, Step const& step) {
+Place placeOf(Value const& owner, Step const& step, std::size_t mostCompared) {
   return at(step.upToHere, [&] {
     Place place{owner, nullptr, {}, step.upToHere};
     place.row = &attributeNamed(place.owner, step.name);
@@ -160,7 +171,7 @@ Place placeOf(Value const& owner, Step const& step) {
     if (!place.row->isCollection()) {
       throw ReflectionException(named(place.owner, *place.row) + " is no collection");
     }
-    place.key = keyOf(place.owner, *place.row, *step.element);
+    place.key = keyOf(place.owner, *place.row, *step.element, mostCompared);
     return place;
   });
 }
@@ -169,7 +180,8 @@ Place placeOf(Value const& owner, Step const& step) {
 bool isEmpty(Value const& value) { return value.isNone() || (value.isObject() && !value.object()); }
 
 // The places from the root to the last step, each owned by what the one before it gave.
-std::vector<Place> placesOf(Value const& root, std::vector<Step> const& steps) {
+std::vector<Place> placesOf(Value const& root, std::vector<Step> const& steps,
+                            std::size_t mostCompared) {
   std::vector<Place> places;
   Value here = root;
   for (Step const& step : steps) {
@@ -177,15 +189,15 @@ std::vector<Place> placesOf(Value const& root, std::vector<Step> const& steps) {
       here = places.back().read();
       if (isEmpty(here)) refuseAt(places.back().path, "there is nothing here");
     }
-    places.push_back(placeOf(here, step));
+    places.push_back(placeOf(here, step, mostCompared));
   }
   return places;
 }
 
 // What stands at the path, to be looked into.
-Value standingAt(Value const& root, std::vector<Step> const& steps) {
+Value standingAt(Value const& root, std::vector<Step> const& steps, std::size_t mostCompared) {
   if (steps.empty()) return root;
-  std::vector<Place> places = placesOf(root, steps);
+  std::vector<Place> places = placesOf(root, steps, mostCompared);
   Value found = places.back().read();
   if (isEmpty(found)) refuseAt(places.back().path, "there is nothing here");
   return found;
@@ -233,15 +245,15 @@ std::string shown(Place& place) {
 }
 
 // The elements by their keys. Keys that print alike are named by position, as a path has to.
-std::vector<Walker::Line> elementsOf(Place& place, std::size_t maximum) {
+std::vector<Walker::Line> elementsOf(Place& place, std::size_t maximum, std::size_t first) {
   std::vector<Walker::Line> lines;
   std::map<std::string, std::size_t> seen;
-  for (AttributeIterator i(place.owner, *place.row); i && lines.size() < maximum; ++i) {
+  for (AttributeIterator i(place.owner, *place.row, first, maximum); i; ++i) {
     lines.push_back({i.key().text(), place.row->type.name(), i.object().text(), false,
                      place.row->isWritable()});
     ++seen[lines.back().name];
   }
-  std::size_t position = 0;
+  std::size_t position = first;
   for (Walker::Line& line : lines) {
     ++position;
     line.name = "[" + (seen[line.name] == 1 ? line.name : "#" + std::to_string(position)) + "]";
@@ -255,31 +267,32 @@ Value rootOf(Ptr<PtrInterface const> const& root) {
 
 }  // namespace
 
-Walker::Walker(Ptr<PtrInterface const> const& root) : root_(root) {
+Walker::Walker(Ptr<PtrInterface const> const& root, std::size_t mostCompared)
+    : root_(root), mostCompared_(mostCompared) {
   if (!root_) throw ReflectionException("there is no object to walk from");
 }
 
 Value Walker::read(std::string_view path) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) return rootOf(root_);
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   Value found = places.back().read();
   if (found.isNone()) refuseAt(places.back().path, "there is nothing here");
   return found;
 }
 
 std::vector<OwnedAttribute> Walker::attributes(std::string_view path) const {
-  return attributesOf(standingAt(rootOf(root_), stepsOf(path)).objectType());
+  return attributesOf(standingAt(rootOf(root_), stepsOf(path), mostCompared_).objectType());
 }
 
 std::vector<OwnedOperation> Walker::operations(std::string_view path) const {
-  return operationsOf(standingAt(rootOf(root_), stepsOf(path)).objectType());
+  return operationsOf(standingAt(rootOf(root_), stepsOf(path), mostCompared_).objectType());
 }
 
 void Walker::set(std::string_view path, Value const& value) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name an attribute to set");
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   places.back().write(value);
   writeOutwards(places);
 }
@@ -287,7 +300,7 @@ void Walker::set(std::string_view path, Value const& value) const {
 void Walker::set(std::string_view path, std::string_view text) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name an attribute to set");
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   Place& last = places.back();
   // A text for what cannot be set is not even read.
   bool const settable = last.row->isWritable() && !last.isWholeCollection();
@@ -295,14 +308,15 @@ void Walker::set(std::string_view path, std::string_view text) const {
   writeOutwards(places);
 }
 
-std::vector<Walker::Line> Walker::list(std::string_view path, std::size_t maximum) const {
+std::vector<Walker::Line> Walker::list(std::string_view path, std::size_t maximum,
+                                       std::size_t first) const {
   std::vector<Step> const steps = stepsOf(path);
   std::vector<Line> lines;
   Value here = rootOf(root_);
   if (!steps.empty()) {
-    std::vector<Place> places = placesOf(here, steps);
+    std::vector<Place> places = placesOf(here, steps, mostCompared_);
     Place& last = places.back();
-    if (last.isWholeCollection()) return elementsOf(last, maximum);
+    if (last.isWholeCollection()) return elementsOf(last, maximum, first);
     here = last.read();
     if (isEmpty(here)) refuseAt(last.path, "there is nothing here");
   }
@@ -318,7 +332,7 @@ std::vector<Walker::Line> Walker::list(std::string_view path, std::size_t maximu
 void Walker::walk(std::string_view path, Visit const& visit) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name a collection");
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   Place& last = places.back();
   if (!last.isWholeCollection()) {
     refuseAt(last.path, named(last.owner, *last.row) + ": there is no collection here");
@@ -332,7 +346,7 @@ void Walker::walk(std::string_view path, Visit const& visit) const {
 std::size_t Walker::count(std::string_view path) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name a collection");
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   Place& last = places.back();
   return at(last.path, [&] {
     Value const count = attributeOperation(last.owner, last.row->id, AttributeOperation::count);
@@ -343,7 +357,7 @@ std::size_t Walker::count(std::string_view path) const {
 void Walker::del(std::string_view path) const {
   std::vector<Step> const steps = stepsOf(path);
   if (steps.empty()) refuseAt(path, "name an element");
-  std::vector<Place> places = placesOf(rootOf(root_), steps);
+  std::vector<Place> places = placesOf(rootOf(root_), steps, mostCompared_);
   Place& last = places.back();
   if (last.key.isNone()) refuseAt(last.path, named(last.owner, *last.row) + ": name an element");
   at(last.path, [&] {
@@ -358,7 +372,7 @@ Value Walker::call(std::string_view path, bool mayEnd) const {
   Step const last = steps.back();
   if (last.element) refuseAt(path, "an operation has no elements");
   steps.pop_back();
-  Value object = standingAt(rootOf(root_), steps);
+  Value object = standingAt(rootOf(root_), steps, mostCompared_);
   VekOperation const& row =
       at(path, [&]() -> VekOperation const& { return operationNamed(object, last.name); });
   if (row.endsObject && !mayEnd) {

@@ -25,6 +25,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,7 +39,9 @@ class VEK_EXPORT Walker {
   // More steps than this are refused.
   static constexpr std::size_t maximumSteps = 32;
 
-  explicit Walker(Ptr<PtrInterface const> const& root);
+  // In a collection of more than `mostCompared` elements no key is compared with what others print:
+  // a path names an element by a key that can be read, or by its position.
+  explicit Walker(Ptr<PtrInterface const> const& root, std::size_t mostCompared = kAll);
 
   // What stands at the path: an attribute, an element, or the object itself. A collection as a
   // whole is refused: see walk and count.
@@ -64,8 +67,9 @@ class VEK_EXPORT Walker {
     bool isWritable = false;
   };
   // The attributes of what stands at the path; the elements, when the path names a collection.
-  // At most `maximum` elements.
-  [[nodiscard]] std::vector<Line> list(std::string_view path, std::size_t maximum = 1000) const;
+  // At most `maximum` elements, behind the first `first`.
+  [[nodiscard]] std::vector<Line> list(std::string_view path, std::size_t maximum = 1000,
+                                       std::size_t first = 0) const;
 
   // Visits the elements of the collection that the path names, until `visit` returns false.
   using Visit = std::function<bool(Value const& key, Value const& element)>;
@@ -78,7 +82,10 @@ class VEK_EXPORT Walker {
   Value call(std::string_view path, bool mayEnd = false) const;  // NOLINT(modernize-use-nodiscard)
 
  private:
+  static constexpr std::size_t kAll = std::numeric_limits<std::size_t>::max();
+
   Ptr<PtrInterface const> root_;
+  std::size_t mostCompared_;
 };
 
 }  // namespace Vek

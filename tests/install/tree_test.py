@@ -41,6 +41,12 @@ class TheInstalledTree(unittest.TestCase):
         found = {path.relative_to(INCLUDE).as_posix() for path in INCLUDE.rglob("*.h")}
         self.assertEqual(wanted, found)
 
+    def test_holds_the_manual_page_and_the_unit_of_the_agent(self):
+        for source, place in (("docs/orvia-l3-agent.1", "share/man/man1"),
+                              ("packaging/orvia-l3-agent.service", "lib/systemd/system")):
+            installed_file = TREE / place / (ROOT / source).name
+            self.assertEqual((ROOT / source).read_text(), installed_file.read_text())
+
     def test_names_neither_the_place_it_was_installed_to_nor_the_build_nor_the_sources(self):
         texts = 0
         for path in TREE.rglob("*"):

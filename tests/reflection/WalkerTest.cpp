@@ -374,6 +374,41 @@ TEST_F(WalkerTest, CountsAndWalksInTheOrderOfTheCollection) {
   EXPECT_THROW(groups.walk("numEntries", {}), Vek::ReflectionException);
 }
 
+TEST_F(WalkerTest, ListsAPartOfACollection) {
+  Tables const tables;
+  Walker const groups(tables.chain.groups.table);
+  auto const namesFrom = [&](std::size_t first, std::size_t most) {
+    std::vector<std::string> names;
+    for (Walker::Line const& line : groups.list("entryHandle", most, first)) {
+      names.push_back(line.name);
+    }
+    return names;
+  };
+  EXPECT_EQ(namesFrom(0, 1), (std::vector<std::string>{"[7]"}));
+  EXPECT_EQ(namesFrom(1, 1), (std::vector<std::string>{"[8]"}));
+  EXPECT_EQ(namesFrom(1, 5), (std::vector<std::string>{"[8]"}));
+  EXPECT_TRUE(namesFrom(2, 5).empty());
+  EXPECT_TRUE(namesFrom(0, 0).empty());
+  // Positions are those in the whole collection.
+  auto const second = Walker(tables.chain.members.table).list("rawEntryHandle", 2, 0);
+  EXPECT_EQ(second[1].name, "[#2]");
+}
+
+TEST_F(WalkerTest, ComparesNoKeysWithATextInACollectionOfMoreThanItMay) {
+  Tables const tables;
+  Walker const one(tables.chain.groups.table, 1);
+  EXPECT_EQ(one.read("entryHandle[7].key.value").text(), "7");  // a key that can be read
+  EXPECT_EQ(one.read("entryHandle[#2].key.value").text(), "8");
+  EXPECT_EQ(
+      refusalOf([&] { static_cast<void>(one.read("entryHandle[no key]")); }),
+      "at 'entryHandle[no key]': OrviaL3Unicast::L3EcmpGroupTable.entryHandle has 2 elements, "
+      "and none has 'no key' as its key as it is read: name one by its position, [#1]");
+  Walker const two(tables.chain.groups.table, 2);
+  EXPECT_EQ(refusalOf([&] { static_cast<void>(two.read("entryHandle[no key]")); }),
+            "at 'entryHandle[no key]': OrviaL3Unicast::L3EcmpGroupTable.entryHandle has no element "
+            "'no key'");
+}
+
 TEST_F(WalkerTest, AWalkToleratesThatElementsGoAndCome) {
   ChainTests::World world;
   auto const handle = ChainTests::programmedHandle(5);

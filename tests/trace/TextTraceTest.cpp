@@ -55,6 +55,38 @@ TEST(TextTraceTest, SwitchesOneLevelOfOneHandleByName) {
   EXPECT_EQ(levelsOf(one), "");
 }
 
+TEST(TextTraceTest, TellsTheLevelsOfEachName) {
+  TextCapture const capture;
+  TraceHandle const one("TextTraceTestOne", false);
+  TraceHandle const two("TextTraceTestTwo", false);
+  auto const levels = [](std::string const& name) -> int {
+    for (TraceLevels const& handle : traceLevels()) {
+      if (handle.name == name) return static_cast<int>(handle.levels);
+    }
+    return -1;
+  };
+  traceLevelIs("TextTraceTestOne", TraceFacility::level3, true);
+  EXPECT_EQ(levels("TextTraceTestOne"), 8);
+  EXPECT_EQ(levels("TextTraceTestTwo"), 0);
+  EXPECT_EQ(levels("TextTraceTestNobody"), -1);
+  {
+    TraceHandle const another("TextTraceTestTwo", true);
+    EXPECT_EQ(levels("TextTraceTestTwo"), 0x3FF);
+  }
+  EXPECT_EQ(levels("TextTraceTestTwo"), 0);
+}
+
+TEST(TextTraceTest, ASinkMayHandItsLinesToStandardErrorAsWell) {
+  TextCapture const capture;
+  TraceHandle handle("TextTraceTestOne", false);
+  TraceSink const former = traceSinkIs([](TraceLine const& line) { traceToStandardError(line); });
+  testing::internal::CaptureStderr();
+  emit(handle, "both");
+  std::string const written = testing::internal::GetCapturedStderr();
+  traceSinkIs(former);
+  EXPECT_THAT(written, testing::MatchesRegex("[0-9:.]+ TextTraceTestOne 3 Unit:42 doIt\\] both\n"));
+}
+
 TEST(TextTraceTest, SwitchesAllLevelsUpToOne) {
   TextCapture const capture;
   TraceHandle const handle("TextTraceTestOne", false);
