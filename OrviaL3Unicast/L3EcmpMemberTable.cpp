@@ -209,8 +209,9 @@ void L3EcmpMemberTable::handleEntryBlock(EntryBlock const& blockOfCaller) {
     Asic::Index const base = allocator->indexForBlock(blockKey);
     for (std::uint32_t i = 0; callHardware && i < size; ++i) {
       util()->hwTableEntryDel(hwTable, Index((base + i).value()));
-      // Committed again from within the deletion: the block has the rows again.
-      if (entryBlockExists(block)) return;
+      // Committed again from within the deletion: the block has the rows again. Committed and given
+      // up again: its rows are deleted, and may be another block's by now.
+      if (entryBlockExists(block) || allocator->indexForBlock(blockKey) != base) return;
     }
     allocator->releaseIndexForBlock(blockKey);
     return;

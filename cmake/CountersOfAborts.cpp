@@ -1,10 +1,22 @@
-// Part of every shared object of a coverage build: writes the object's counters also when the
-// process aborts, as the children of death tests do, or leaves by std::quick_exit.
+// Part of the library in a coverage build: writes the library's counters also when the process
+// aborts, or leaves without the functions of std::atexit, as the children of death tests do.
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 
 // Of the compiler's coverage library. Its header <gcov.h> declares it for C only.
 extern "C" void __gcov_dump();
+
+// In place of the C library's. Weak, as it is nothing that the library offers.
+extern "C" [[gnu::weak, gnu::visibility("default")]] void _exit(int status) {
+  __gcov_dump();
+  for (;;) syscall(SYS_exit_group, status);
+}
+extern "C" [[gnu::weak, gnu::visibility("default")]] void _Exit(int status) noexcept {
+  _exit(status);
+}
 
 namespace {
 
@@ -18,13 +30,13 @@ void writeCounters(int signal) {
   raise(signal);
 }
 
-[[maybe_unused]] bool const installed = [] {
+// No static object: a test knows those of the library, and expects no other.
+[[gnu::constructor]] void install() {
   struct sigaction action {};
   action.sa_handler = writeCounters;
   action.sa_flags = SA_NODEFER;
   sigaction(SIGABRT, &action, &former);
   std::at_quick_exit([] { __gcov_dump(); });
-  return true;
-}();
+}
 
 }  // namespace

@@ -187,6 +187,14 @@ template <class T>
 void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
   Vek::Ptr<Table> const alive(&this->table());
   Key const key = keyOfCaller;
+  if (this->entryExists(key)) {
+    if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
+      handle->entryStateIs(Asic::HwTable::notAnswered);
+    }
+    // Whoever watched that change may have removed the record, and its row with it; the handle's
+    // own end too may have come just now.
+    if (!this->entryExists(key)) return;
+  }
   Vek::Ptr<Asic::FirstFreeIndexAllocator> const allocator = firstFreeIndexAllocator_;
   if (!allocator) [[unlikely]] {
     if (takingApart_) return;  // an observer let a handle go: what it had goes without hardware
@@ -207,12 +215,6 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
     allocator->releaseIndexForKey(T::keyType(), &key);
     return;
   }
-  if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
-    handle->entryStateIs(Asic::HwTable::notAnswered);
-  }
-  // Whoever watched that change may have removed the record, and its row with it; the handle's own
-  // end too may have come just now.
-  if (!this->entryExists(key)) return;
   Asic::Index const row = allocator->newIndexForKey(T::keyType(), &key);
   if (this->mayCallHardware()) {
     Vek::Ptr<Asic::HwTable> const hwTable = this->hwTable();

@@ -32,10 +32,6 @@ template <class T>
 typename T::Table& TableBase<T>::table() {
   return static_cast<Table&>(*this);
 }
-template <class T>
-typename T::Table const& TableBase<T>::table() const {
-  return static_cast<Table const&>(*this);
-}
 
 template <class T>
 Vek::Ptr<EntryHandle<T>> TableBase<T>::entryHandleFactory(Key const& key, Table* table) {

@@ -95,7 +95,6 @@ class TableBase : public OrviaAsicUtils::SwTable {
   // The concrete table. Operations that notify hold a count on it: a handler may drop the last
   // other.
   [[nodiscard]] Table& table();
-  [[nodiscard]] Table const& table() const;
 
   void announceKey(Vek::AttributeId attribute, Key const& key) {
     if (!this->isWatched()) [[likely]]

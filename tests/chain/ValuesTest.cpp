@@ -233,6 +233,16 @@ TEST_F(ChainRecordTest, GroupsCompareByHandlesThenModeThenPaths) {
   EXPECT_LT(Entry(0, high, 0, 0), slot4) << "the smaller slot";
 }
 
+TEST_F(ChainRecordTest, AGroupsFieldsAreSetEachByItsName) {
+  L3EcmpGroupTable::Entry entry;
+  entry.lbModeIs(70000);
+  EXPECT_EQ(entry, L3EcmpGroupTable::Entry(0, nullptr, 70000, 0));
+  entry.numPathsIs(12);
+  EXPECT_EQ(entry, L3EcmpGroupTable::Entry(0, nullptr, 70000, 12));
+  EXPECT_EQ(entry.lbMode(), 70000U);
+  EXPECT_EQ(entry.numPaths(), 12);
+}
+
 TEST_F(ChainRecordTest, TheTextOfAGroupHasItsStoredFieldsOnly) {
   L3EcmpGroupTable::Entry const entry(9, waitingHandle(), 4294967295U, 65535);
   std::string const text =

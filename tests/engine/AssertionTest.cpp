@@ -118,6 +118,11 @@ TYPED_TEST(AssertionDeathTest, AWriteWithoutAUtility) {
   EXPECT_EXIT((void)w.table->util(), abortsWith(), utilAbort<TypeParam>("none"));
 }
 
+TYPED_TEST(AssertionDeathTest, ATableThatNeverHadAUtility) {
+  auto const table = TypeParam::make();
+  EXPECT_EXIT((void)table->util(), abortsWith(), utilAbort<TypeParam>("none"));
+}
+
 TYPED_TEST(AssertionDeathTest, AWriteWithAUtilityOfAnotherClass) {
   World<TypeParam> w;
   w.table->entryIs(w.key(1), w.entry(7));  // found to be right once, and looked at again

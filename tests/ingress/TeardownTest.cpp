@@ -1,6 +1,7 @@
 // The end of a table.
 #include <gtest/gtest.h>
 
+#include "PlatformObjects.h"
 #include "TableWorld.h"
 
 namespace TableTests {
@@ -117,6 +118,35 @@ TEST_F(TeardownTest, ParkedRecordsAndWatchersThatOutliveTheTableAreHarmless) {
   EXPECT_EQ(linesWith(w.take(), "hwTable"), Lines{});
   EXPECT_EQ(parked->table(), nullptr);
   EXPECT_EQ(pending->table(), nullptr);
+}
+
+TEST_F(TeardownTest, HandlesHaveTheirTableWhileItsParkedRecordsGo) {
+  W w;
+  auto const handle = w.table->entryCommit(w.key(1), w.entry(7, {TestHandle::waiting()}));
+  auto const* const table = w.table.get();
+  W::Table const* seen = nullptr;
+  w.onAnnouncement = [&](Vek::AttributeId attribute, auto const&) {
+    if (attribute == W::Table::Attribute::unresolvedEntry) seen = handle->swTable();
+  };
+  w.table = nullptr;
+  EXPECT_EQ(seen, table);
+  EXPECT_EQ(handle->swTable(), nullptr);
+}
+
+// The last of a needed handle goes with the record that names it. Whoever lets a handle of the
+// dying table go then ends nothing that the hardware holds.
+TEST_F(TeardownTest, HandlesAreCutOffBeforeTheRecordsAreDropped) {
+  W w;
+  auto needed = TestHandle::programmed(10);
+  auto const first = w.table->entryCommit(w.key(1), w.entry(7, {needed}));
+  auto second = w.table->entryCommit(w.key(2), w.entry(8, {TestHandle::programmed(11)}));
+  Vek::Ptr<TestSupport::TestReactor> const mourner = TestSupport::watcherOf(*needed);
+  mourner->farewell = [&](auto&) { second = nullptr; };
+  needed = nullptr;
+  w.journal.clear();
+  w.table = nullptr;
+  EXPECT_FALSE(second);
+  EXPECT_EQ(linesWith(w.take(), "hwTableEntryDel"), Lines{});
 }
 
 }  // namespace

@@ -4,22 +4,41 @@
 #include <utility>
 
 namespace Interleaving {
-namespace {
 
 std::string reactorName(Text table, Text kind, Text key) {
   return std::string(table) + " " + std::string(kind) + " " + std::string(key);
 }
 
-}  // namespace
-
 Course::Course(Scenario const& scenario, Model::Lines snapshot)
-    : scenario_(&scenario), view_(std::make_shared<View>(std::move(snapshot))) {}
+    : scenario_(&scenario), view_(std::make_shared<View>(std::move(snapshot))) {
+  auto const learn = [&](std::vector<Model::Step> const& steps) {
+    for (Model::Step const& step : steps) {
+      if (step.kind == Model::Kind::ingressCommit) ingressHandlers_.insert(step.n[2]);
+    }
+  };
+  for (Move const& move : scenario.before) {
+    learn(move.steps);
+    for (Model::Step const& step : move.steps) {
+      if (step.kind != Model::Kind::allocatorIs) continue;
+      constexpr std::array<unsigned, 4> sizes{0, 1, 3, 10};  // 0 is the table's own
+      rowCounts_.at(step.n[0] % 3 + 1) = sizes.at(step.n[1] % 4);
+    }
+  }
+  for (Actor const& actor : scenario.actors) {
+    for (Move const& move : actor.moves) learn(move.steps);
+  }
+  for (auto const& reaction : scenario.reactions) learn(reaction);
+}
 
 void Course::tell(char const* rule, std::string what) { found_.push_back({rule, std::move(what)}); }
 
 Violations Course::follow(Event const& event, Model::Lines const& log, Model::Lines snapshot) {
   found_.clear();
   reacted_ = false;
+  reactions_ = 0;
+  reactionSteps_.clear();
+  answersAtOnce_.clear();
+  wrote_ = {};
   for (Model::Step const& step : event.steps) {
     if (step.kind == Model::Kind::destroy) gone_[step.n[0] % 4] = true;
   }
@@ -28,8 +47,12 @@ Violations Course::follow(Event const& event, Model::Lines const& log, Model::Li
   learnBlocks();
   for (std::string const& line : log) read(event, line);
   learnReactors(*before);
-  checkHeld(event, *before);
-  checkHeard(event, *before, log);
+  learnRows();
+  learnExceptions(*before, log);
+  checkHeld(event, *before, log);
+  checkReactions(event, *before, log);
+  checkRestart(event, log);
+  checkHeard(*before, log);
   for (unsigned table = 0; table < tableNames.size(); ++table) {
     auto const same = [](auto const& call, auto const& held) {
       return call.first == held.first && call.second == held.second;
@@ -50,32 +73,50 @@ void Course::read(Event const& event, Text line) {
     unsigned const heard = numberOf(words[3]);
     if (heard != 1 && heard != 2) tell(rule::handlers, std::string(line));
     ++handlerCalls_;
-    auto const& reaction = scenario_->reactions.at(numberOf(words[1]) - 1);
-    reacted_ = reacted_ || !reaction.empty();
-    for (Model::Step const& step : reaction) {
-      if (step.kind == Model::Kind::destroy) gone_[step.n[0] % 4] = true;
-    }
-    return;
+    return startReaction(numberOf(words[1]));
   }
   if (auto const table = tableOf(words[0])) {
     if (words[1] == "write") {
       Row const row = rowOf(words[2]);
       if (!row) return tell(rule::hardware, std::string(line));
+      if (!rows_[*table].callable()) tell(rule::ready, std::string(line));
+      wrote_[*table] = true;
       written(*table, *row, words[3]);
+      if (event.atOnce && event.atOnce->tables[*table] != AtOnce::later) {
+        answersAtOnce_[{*table, std::string(words[2])}] = event.atOnce->tables[*table];
+      }
       checkPointers(line);
     } else if (words[1] == "delete") {
       Row const row = words[2] == "all" ? Row() : rowOf(words[2]);
-      if (words[2] == "all") image_[*table].clear();
+      if (words[2] == "all") {
+        image_[*table].clear();
+        rows_[*table].written.clear();
+        rows_[*table].orphans.clear();
+      } else if (!rows_[*table].callable()) {
+        tell(rule::ready, std::string(line));
+      }
       if (row) {
-        image_[*table].erase(*row);
+        unsigned const at = row.value();
+        image_[*table].erase(at);
         if (*table == hop) {
-          std::erase_if(accepted_, [end = "@" + std::to_string(*row)](std::string const& accepted) {
+          std::erase_if(accepted_, [end = "@" + std::to_string(at)](std::string const& accepted) {
             return accepted.ends_with(end);
           });
         }
       }
       checkPointers(line);
+    } else if (words[1] == "announces" && words.size() == 3) {
+      if (words[2] == "hwTableReady") rows_[*table].ready = !rows_[*table].ready;
+      if (words[2] == "hwTable") rows_[*table].attached = !rows_[*table].attached;
     } else if (words[1] == "announces" && words.size() > 3) {
+      if (*table == member && words[2] == "rawEntryHandle") {
+        // Blocks are registered once, under a handle that is named then, and taken out once.
+        std::string const block(words[3]);
+        if (runs_.erase(block) == 0) {
+          runs_.insert(block);
+          blocks_.emplace("member#" + std::to_string(++blockHandles_), block);
+        }
+      }
       bool const pending = words[2] == "pendingEntrySm";
       if (pending || words[2].starts_with("unresolvedEntry")) {
         births_[reactorName(words[0], pending ? "pending" : "parked", words[3])] = ++clock_;
@@ -98,7 +139,8 @@ void Course::written(Table table, unsigned row, Text record) {
   for (auto const& [handle, told] : rowsTold_) {
     bool const its = handle.starts_with(std::string(tableNames[table]) + "#") && told == Row(row);
     // An ingress handle goes to 0 before the write as well, and a member handle is told afterwards.
-    if (its && table != member && statesTold_[handle] != 0) {
+    // One that a caller has kept beyond the removal of its key is not the key's any more.
+    if (its && table != member && statesTold_[handle] != 0 && isKeys(table, handle)) {
       tell(rule::reset, handle + " in row " + std::to_string(row));
     }
   }
@@ -115,6 +157,13 @@ void Course::written(Table table, unsigned row, Text record) {
   }
 }
 
+bool Course::isKeys(Table table, Text handle) const {
+  if (table != ingress) return true;
+  auto const& owned = view_->table(ingress).owned;
+  return std::any_of(owned.begin(), owned.end(),
+                     [&](auto const& key) { return key.second == handle; });
+}
+
 void Course::stateOf(Event const& event, Text handle, unsigned state) {
   statesTold_[std::string(handle)] = state;
   if (state == 0) return;
@@ -128,11 +177,15 @@ void Course::stateOf(Event const& event, Text handle, unsigned state) {
   }
   auto const table = tableOf(handle.substr(0, handle.find('#')));
   if (!table || *table == ingress) return;  // an ingress handle mirrors its key
-  if (!event.answer || event.answer->table != *table || event.answer->state != state || !row ||
-      std::to_string(*row) != event.answer->what) {
+  std::string const where = row ? std::to_string(*row) : "none";
+  auto const atOnce = answersAtOnce_.find({*table, where});
+  if (row && atOnce != answersAtOnce_.end() && atOnce->second == state) {
+    answersAtOnce_.erase(atOnce);
+  } else if (!row || !event.answer || event.answer->table != *table ||
+             event.answer->state != state || where != event.answer->what) {
     return tell(rule::answered, std::string(handle) + " shows state " + std::to_string(state));
   }
-  if (state == 1) accepted_.insert(std::string(handle) + "@" + event.answer->what);
+  if (state == 1) accepted_.insert(std::string(handle) + "@" + where);
 }
 
 bool Course::runIsWhole(std::string const& blockHandle, unsigned base) const {
@@ -148,15 +201,19 @@ bool Course::runIsWhole(std::string const& blockHandle, unsigned base) const {
 }
 
 void Course::checkPointers(Text after) {
-  // The rows of a table that is gone stay, whatever happens to what they point at.
+  // The rows of a table that is gone, or whose hardware cannot be called, stay, whatever happens to
+  // what they point at.
+  auto const stays = [&](Table table, unsigned row) {
+    return gone_[table] || !rows_[table].callable() || rows_[table].orphans.contains(row);
+  };
   for (auto const& [row, record] : image_[member]) {
-    if (gone_[member] || !record.starts_with("hop#")) continue;
+    if (stays(member, row) || !record.starts_with("hop#")) continue;
     Row const target = rowOf(split(record, '@')[1]);
     if (target && image_[hop].contains(*target)) continue;
     tell(rule::pointers, "member row " + std::to_string(row) + " after: " + std::string(after));
   }
   for (auto const& [row, record] : image_[group]) {
-    if (gone_[group] || !record.starts_with("member#")) continue;
+    if (stays(group, row) || !record.starts_with("member#")) continue;
     std::vector<Text> const block = split(Text(record).substr(0, record.find('/')), '@');
     Row const base = rowOf(block[1]);
     if (base && runIsWhole(std::string(block[0]), *base)) continue;
@@ -204,6 +261,18 @@ void Course::learnReactors(View const& before) {
                                 " of " + std::to_string(counted.size()));
       }
     }
+  }
+}
+
+void Course::startReaction(unsigned handler) {
+  auto const& reaction = scenario_->reactions.at(handler - 1);
+  if (!reaction.empty()) ++reactions_;
+  for (Model::Step const& step : reaction) {
+    // What a handler raises is no change of the tables.
+    if (step.kind == Model::Kind::raise) return;
+    reacted_ = true;
+    reactionSteps_.push_back(step);
+    if (step.kind == Model::Kind::destroy) gone_[step.n[0] % 4] = true;
   }
 }
 

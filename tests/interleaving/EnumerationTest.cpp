@@ -111,6 +111,34 @@ TEST(Enumeration, TakesAnAnswerAtEveryMomentAfterItsWrite) {
   EXPECT_EQ(explore(scenario, everySingleOrder()).paths, 8U + 4U * binomial(5, 2));
 }
 
+TEST(Enumeration, TakesEachWriteWithEveryWayOfAnsweringIt) {
+  // Late accepted, late refused, at once accepted, at once refused.
+  Scenario scenario{"one write"};
+  scenario.before = {program(1)};
+  scenario.actors = {{"hop", {refHop(0, {ext(1)}, 0)}}, {"others", {}}};
+  scenario.refuses = true;
+  scenario.atOnce = {allAccepted(), allRefused()};
+  Report const alone = explore(scenario, everySingleOrder());
+  expectClean(alone);
+  EXPECT_EQ(alone.paths, 4U);
+  EXPECT_EQ(alone.ends, 2U);
+
+  // The other moves write nothing, so they come in one way: two among write and late answer, or
+  // around the write alone.
+  scenario.actors[1].moves = handleChanges(2, 2);
+  Report const among = explore(scenario, everySingleOrder());
+  expectClean(among);
+  EXPECT_EQ(among.paths, 2U * binomial(4, 2) + 2U * binomial(3, 1));
+  EXPECT_EQ(explore(scenario).paths, among.paths);
+
+  // A group's write is the same event when only next hops would be answered at once.
+  scenario.atOnce = {hopsAccepted()};
+  scenario.refuses = false;
+  scenario.before = {program(1), refHop(0, {ext(1)}, 0), refBlock({slot(0)}, 2)};
+  scenario.actors = {{"group", {commitGroup(0, slot(2))}}};
+  EXPECT_EQ(explore(scenario, everySingleOrder()).paths, 1U);
+}
+
 TEST(Enumeration, CountsTheOrdersThatItDoesNotGoThrough) {
   Scenario scenario{"two lists, merged"};
   scenario.actors = {{"one", handleChanges(1, 5)}, {"other", handleChanges(2, 4)}};
@@ -122,7 +150,10 @@ TEST(Enumeration, CountsTheOrdersThatItDoesNotGoThrough) {
 }
 
 TEST(Enumeration, MergingStatesLosesNeitherOrderNorState) {
-  for (Scenario const& scenario : {smallChain(), smallBlock(), smallSwap()}) {
+  Scenario quick = smallSwap();
+  quick.name = "small swap, answered at once or late";
+  quick.atOnce = {allAccepted(), allRefused()};
+  for (Scenario const& scenario : {smallChain(), smallBlock(), smallSwap(), quick}) {
     Report const merged = explore(scenario);
     Report const single = explore(scenario, everySingleOrder());
     expectClean(merged);

@@ -31,6 +31,8 @@ bool canMove(Scenario const& scenario, Situation const& now, bool inOrder, std::
     if (step.kind == Kind::ingressCommit && !view.programmed("e" + std::to_string(step.n[0]))) {
       return false;
     }
+    // Otherwise the process would end.
+    if (step.kind == Kind::syncEntries && !view.table(step.n[0] % 4).records.empty()) return false;
     auto const slots = slotsRead(step);
     return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
       return view.slots().contains(slot) || isFilled(steps, step, slot);
@@ -39,6 +41,23 @@ bool canMove(Scenario const& scenario, Situation const& now, bool inOrder, std::
 }
 
 }  // namespace
+
+Event answeredAtOnce(Event const& event, AtOnce const& how) {
+  Event result = event;
+  result.name += ", " + how.name;
+  result.atOnce = how;
+  result.steps.clear();
+  for (std::uint32_t table = 0; table < how.tables.size(); ++table) {
+    if (how.tables[table] == AtOnce::later) continue;
+    result.steps.push_back({Kind::answerMode, {table, how.tables[table]}});
+  }
+  result.steps.insert(result.steps.end(), event.steps.begin(), event.steps.end());
+  for (std::uint32_t table = 0; table < how.tables.size(); ++table) {
+    if (how.tables[table] == AtOnce::later) continue;
+    result.steps.push_back({Kind::answerMode, {table, AtOnce::later}});
+  }
+  return result;
+}
 
 Event answerTo(Waiting const& waiting, unsigned state, bool stays) {
   std::string name = std::string("hardware ") + (state == 1 ? "accepts " : "refuses ") +

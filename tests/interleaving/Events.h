@@ -20,6 +20,9 @@ struct Situation {
 // whose turn it is.
 std::vector<Event> eventsFrom(Scenario const& scenario, Situation const& now, bool inOrder);
 
+// The same event with hardware that answers its writes from within.
+Event answeredAtOnce(Event const& event, AtOnce const& how);
+
 Event answerTo(Waiting const& waiting, unsigned state, bool stays);
 
 }  // namespace Interleaving

@@ -1,6 +1,7 @@
 #include "Explorer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <unordered_map>
 #include <utility>
@@ -134,25 +135,41 @@ class Exploration {
     bool const looksForLeftovers = events.empty() || scenario_.letGoAnywhere;
     if (!events.empty() && path_.size() < options_.longestPath) {
       for (Event const& event : events) {
-        if (stops()) break;
-        if (!world) world = repeated();
-        ++report_.transitions;
-        Node child = node;
-        path_.push_back(event);
-        if (event.actor) ++child.positions[*event.actor];
-        if (event.answer && event.answer->stays) ++child.answersTwice;
-        if (happen(event, child, *world)) {
-          Rest const after = below(child, std::move(world));
-          rest.paths += after.paths;
-          rest.longest = std::max(rest.longest, 1 + after.longest);
+        std::vector<AtOnce> atOnce;
+        goOnBy(event, node, world, rest, &atOnce);
+        for (AtOnce const& how : atOnce) {
+          goOnBy(answeredAtOnce(event, how), node, world, rest, nullptr);
         }
-        world = nullptr;
-        path_.pop_back();
       }
     }
     if (looksForLeftovers && !stops()) letGo(node, world ? std::move(world) : repeated());
     known = {rest, eventsLeft, false};
     return rest;
+  }
+
+  // Goes on by an event, and says how else its writes could be answered. The world is used up.
+  void goOnBy(Event const& event, Node const& node, std::unique_ptr<Model::World>& world,
+              Rest& rest, std::vector<AtOnce>* atOnce) {
+    if (stops()) return;
+    if (!world) world = repeated();
+    ++report_.transitions;
+    Node child = node;
+    path_.push_back(event);
+    if (event.actor) ++child.positions[*event.actor];
+    if (event.answer && event.answer->stays) ++child.answersTwice;
+    bool const keepsRules = happen(event, child, *world);
+    if (atOnce != nullptr) {
+      // Where nothing is written that would be answered, it is the same event.
+      std::copy_if(scenario_.atOnce.begin(), scenario_.atOnce.end(), std::back_inserter(*atOnce),
+                   [&](AtOnce const& how) { return child.course.hasWritten(how); });
+    }
+    if (keepsRules) {
+      Rest const after = below(child, std::move(world));
+      rest.paths += after.paths;
+      rest.longest = std::max(rest.longest, 1 + after.longest);
+    }
+    world = nullptr;
+    path_.pop_back();
   }
 
   // Callers let go of everything; the answers that are under way come after that; then the tables

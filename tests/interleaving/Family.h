@@ -28,6 +28,14 @@ std::vector<Scenario> answersTwice(Size size);
 std::vector<Scenario> tablesThatWaitForEachOther(Size size);
 std::vector<Scenario> rowsUsedAgain(Size size);
 std::vector<Scenario> handlersThatReenter(Size size);
+std::vector<Scenario> handlersThatReenterTheWrite(Size size);
+std::vector<Scenario> handlersThatPark(Size size);
+std::vector<Scenario> handlersThatRaise(Size size);
+std::vector<Scenario> answersFromWithinTheWrite(Size size);
+std::vector<Scenario> fullTables(Size size);
+std::vector<Scenario> hardwareThatIsNotReady(Size size);
+// Not of the whole family: the toggle that they go by is read once for a process.
+std::vector<Scenario> restarts(Size size, bool clears);
 std::vector<Scenario> tablesThatGo(Size size);
 
 }  // namespace Interleaving

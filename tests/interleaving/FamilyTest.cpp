@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "Explorer.h"
 #include "Family.h"
 #include "LiveObjects.h"
+#include "OrviaAsicUtils/Toggles.h"
 
 namespace Interleaving {
 namespace {
@@ -46,9 +48,11 @@ void expectRulesKept(std::vector<Scenario> scenarios) {
 
 std::vector<Scenario> wholeFamily(Size size) {
   std::vector<Scenario> all;
-  for (auto const subject : {fiveEntries, changedRecords, sharedBlocks, safeSwaps, removals,
-                             rewritesWhileParked, answersTwice, tablesThatWaitForEachOther,
-                             rowsUsedAgain, handlersThatReenter, tablesThatGo}) {
+  for (auto const subject :
+       {fiveEntries, changedRecords, sharedBlocks, safeSwaps, removals, rewritesWhileParked,
+        answersTwice, tablesThatWaitForEachOther, rowsUsedAgain, handlersThatReenter,
+        handlersThatReenterTheWrite, handlersThatPark, handlersThatRaise, answersFromWithinTheWrite,
+        fullTables, hardwareThatIsNotReady, tablesThatGo}) {
     for (Scenario& scenario : subject(size)) all.push_back(std::move(scenario));
   }
   return all;
@@ -72,6 +76,34 @@ TEST_F(Interleaving, RowsThatAreUsedAgainBeforeTheOldAnswerComes) {
   expectRulesKept(rowsUsedAgain(size()));
 }
 TEST_F(Interleaving, HandlersThatReenterTheTables) { expectRulesKept(handlersThatReenter(size())); }
+TEST_F(Interleaving, HandlersThatReenterTheTablesWithinTheWrite) {
+  expectRulesKept(handlersThatReenterTheWrite(size()));
+}
+TEST_F(Interleaving, HandlersThatParkRecordsInTheMiddleOfAWrite) {
+  expectRulesKept(handlersThatPark(size()));
+}
+TEST_F(Interleaving, HandlersThatRaise) { expectRulesKept(handlersThatRaise(size())); }
+TEST_F(Interleaving, AnswersFromWithinTheWrite) {
+  expectRulesKept(answersFromWithinTheWrite(size()));
+}
+TEST_F(Interleaving, TablesWithoutARowLeft) { expectRulesKept(fullTables(size())); }
+TEST_F(Interleaving, HardwareThatIsNotReady) { expectRulesKept(hardwareThatIsNotReady(size())); }
+
+// Each in a process of its own, that has not read the toggle yet.
+TEST_F(Interleaving, RestartsByEitherToggle) {
+  for (bool const clears : {true, false}) {
+    EXPECT_EXIT(
+        {
+          OrviaAsicUtils::toggleReaderIs(
+              [clears](char const*, char const*, bool) { return clears; });
+          expectRulesKept(restarts(size(), clears));
+          std::cerr << (clears ? "cleared" : "not cleared");
+          std::exit(HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), clears ? "^cleared" : "^not cleared");
+  }
+}
+
 TEST_F(Interleaving, TablesThatGoWithAnswersUnderWay) { expectRulesKept(tablesThatGo(size())); }
 
 // That merging states loses nothing, in scenarios of the family and not only in small ones.

@@ -24,6 +24,11 @@ std::uint32_t number(HopRecord const& record) {
   return record.l3Oif1.number + refs * (record.mtuProfile.number + refs * record.destination);
 }
 
+std::string tableText(std::uint32_t table) {
+  constexpr char const* names[] = {"ingress", "hop", "member", "group"};
+  return std::string(names[table % 4]) + " table";
+}
+
 Move written(std::string name, Kind kind, std::uint32_t key, std::uint32_t record,
              std::uint32_t handler, std::uint32_t keep) {
   Move move{std::move(name), {{kind, {key, record, handler, 0, keep}}}};
@@ -82,9 +87,29 @@ Move removeGroup(std::uint32_t key) {
 }
 Move drop(std::uint32_t n) { return {"drops slot " + text(n), {{Kind::drop, {n}}}}; }
 Move destroy(std::uint32_t table) {
-  constexpr char const* names[] = {"ingress", "hop", "member", "group"};
-  return {std::string("destroys the ") + names[table % 4] + " table", {{Kind::destroy, {table}}}};
+  return {"destroys the " + tableText(table), {{Kind::destroy, {table}}}};
 }
+Move notReady(std::uint32_t table) {
+  return {"is not ready for the " + tableText(table), {{Kind::hwReady, {table, 0}}}};
+}
+Move ready(std::uint32_t table) {
+  return {"is ready for the " + tableText(table), {{Kind::hwReady, {table, 1}}}};
+}
+Move takeHwTable(std::uint32_t table) {
+  return {"takes hardware from the " + tableText(table), {{Kind::hwTable, {table, 0}}}};
+}
+Move giveHwTable(std::uint32_t table) {
+  return {"gives hardware to the " + tableText(table), {{Kind::hwTable, {table, 1}}}};
+}
+Move restart(std::uint32_t table) {
+  return {"restarts the " + tableText(table), {{Kind::syncEntries, {table}}}};
+}
+Move fewRows(std::uint32_t table) {
+  // The kind counts from the next-hop table, and knows sizes by number: 1 is one row, 2 three.
+  return {"leaves few rows to the " + tableText(table),
+          {{Kind::allocatorIs, {table - 1, table == 2 ? 2U : 1U}}}};
+}
+Move raise() { return {"raises", {{Kind::raise, {}}}}; }
 Move together(std::vector<Move> const& moves) {
   Move result;
   for (Move const& move : moves) {
@@ -92,6 +117,22 @@ Move together(std::vector<Move> const& moves) {
     result.steps.insert(result.steps.end(), move.steps.begin(), move.steps.end());
   }
   return result;
+}
+
+AtOnce allAccepted() {
+  return {"accepted at once",
+          {AtOnce::accepted, AtOnce::accepted, AtOnce::later, AtOnce::accepted}};
+}
+AtOnce allRefused() {
+  return {"refused at once", {AtOnce::refused, AtOnce::refused, AtOnce::later, AtOnce::refused}};
+}
+AtOnce hopsAccepted() {
+  return {"next hops accepted at once",
+          {AtOnce::accepted, AtOnce::accepted, AtOnce::later, AtOnce::later}};
+}
+AtOnce hopsAcceptedGroupsRefused() {
+  return {"next hops accepted and groups refused at once",
+          {AtOnce::accepted, AtOnce::accepted, AtOnce::later, AtOnce::refused}};
 }
 
 std::vector<std::uint32_t> slotsRead(Step const& step) {

@@ -6,8 +6,9 @@
 //
 // A move is one event: its steps follow each other without anything in between. A move waits until
 // the slots that it reads are filled and, where it commits an ingress key, the key is programmed;
-// an actor whose move waits for ever ends there. Actors with equal lists of moves are
-// interchangeable: only the order in which the first is ahead of the second is taken.
+// an actor whose move waits for ever ends there. A restart waits until its table holds no record.
+// Actors with equal lists of moves are interchangeable: only the order in which the first is ahead
+// of the second is taken.
 //
 // Values; any thread.
 #pragma once
@@ -43,6 +44,14 @@ struct Mirror {
   std::vector<std::pair<std::string, std::string>> names;
 };
 
+// Hardware that answers from within the writes of one event: what it does in each table.
+struct AtOnce {
+  enum Answer : std::uint32_t { later, accepted, refused };  // as Kind::answerMode has them
+
+  std::string name;
+  std::array<Answer, 4> tables;
+};
+
 struct Scenario {
   std::string name;
   // Done before anything else, without alternatives; the hardware accepts what they write at once
@@ -53,10 +62,15 @@ struct Scenario {
   std::array<std::vector<Model::Step>, 4> reactions{};
   bool accepts = true;
   bool refuses = false;
+  // Whether hardware is quicker than the writer: an event that writes comes also with each of
+  // these, beside the one whose writes are answered by later events.
+  std::vector<AtOnce> atOnce{};
   // How many answers of a path may stay and so come again.
   unsigned answersTwice = 0;
   // In every state, and not only where a path ends, let go of everything and look what is left.
   bool letGoAnywhere = false;
+  // What the toggle says that restarts go by.
+  bool clearsOnRestart = true;
   // The answers of member rows, which change nothing, are events as well.
   bool memberAnswers = false;
   std::vector<Mirror> mirrors{};
@@ -105,8 +119,27 @@ Move removeGroup(std::uint32_t key);
 Move drop(std::uint32_t slotNumber);
 // Tables by their numbers: 0 ingress, 1 hop, 2 member, 3 group.
 Move destroy(std::uint32_t table);
+// Hardware cannot be called any more, or again; it is taken away, or put back.
+Move notReady(std::uint32_t table);
+Move ready(std::uint32_t table);
+Move takeHwTable(std::uint32_t table);
+Move giveHwTable(std::uint32_t table);
+// The table meets what its hardware holds from before.
+Move restart(std::uint32_t table);
+// The table has so few rows: one for a next hop or a group, three for members. Before its first row
+// is taken.
+Move fewRows(std::uint32_t table);
+// Only in a reaction, which ends there.
+Move raise();
 // One event for all of them.
 Move together(std::vector<Move> const& moves);
+
+// All writes of an event answered from within: accepted, refused; only those of next hops accepted,
+// and groups refused as well.
+AtOnce allAccepted();
+AtOnce allRefused();
+AtOnce hopsAccepted();
+AtOnce hopsAcceptedGroupsRefused();
 
 // The slots that a step reads, by number.
 std::vector<std::uint32_t> slotsRead(Model::Step const& step);

@@ -65,8 +65,7 @@ void appendOrders(Course const& course, Model::Lines& lines) {
     auto const table = static_cast<Table>(n);
     TableView const& now = course.view().table(table);
     auto const add = [&](Text handle, Text kind, Text key) {
-      std::string reactor =
-          std::string(tableNames[table]) + " " + std::string(kind) + " " + std::string(key);
+      std::string reactor = reactorName(tableNames[table], kind, key);
       unsigned const born = course.born(reactor);
       reactors[handle].emplace_back(born, std::move(reactor));
     };
@@ -123,6 +122,9 @@ std::string mirrored(Text text, Mirror const& mirror) {
 std::string joined(Model::Lines lines, std::vector<std::size_t> const& positions) {
   std::sort(lines.begin(), lines.end());
   std::string result;
+  std::size_t size = 4 * positions.size();
+  for (std::string const& line : lines) size += 1 + line.size();
+  result.reserve(size);
   for (std::size_t const position : positions) result += std::to_string(position) + " ";
   for (std::string const& line : lines) result += "\n" + line;
   return result;
@@ -150,11 +152,7 @@ std::string stateKey(Scenario const& scenario, Course const& course,
     lines.push_back(std::move(line));
   }
   appendOrders(course, lines);
-  for (unsigned table = 0; table < tableNames.size(); ++table) {
-    if (course.gone(static_cast<Table>(table))) {
-      lines.push_back("gone " + std::string(tableNames[table]));
-    }
-  }
+  for (std::string& line : course.memory()) lines.push_back(std::move(line));
   lines.push_back("twice " + std::to_string(answersTwice));
   Names const names = canonicalNames(view);
   for (std::string& line : lines) line = renamed(line, names);

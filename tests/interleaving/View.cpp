@@ -8,6 +8,7 @@ namespace Interleaving {
 
 std::vector<Text> split(Text text, char at) {
   std::vector<Text> parts;
+  parts.reserve(12);  // the words of the longest lines: one allocation
   for (;;) {
     std::size_t const end = text.find(at);
     parts.push_back(text.substr(0, end));

@@ -21,12 +21,41 @@ namespace {
 
 constexpr std::size_t longestAbortText = 2048;
 
+// Lines in memory that outlives the child; what does not fit is left out.
+class SharedLines {
+ public:
+  void clear() { size_ = 0; }
+  void add(std::string_view line) {
+    if (line.size() >= sizeof text_ - size_) return;
+    line.copy(text_ + size_, line.size());
+    size_ += line.size();
+    text_[size_++] = '\n';
+  }
+  [[nodiscard]] std::string_view text() const { return {text_, size_}; }
+  [[nodiscard]] Lines lines() const {
+    Lines lines;
+    std::string_view rest = text();
+    for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos;) {
+      lines.emplace_back(rest.substr(0, end));
+      rest.remove_prefix(end + 1);
+    }
+    return lines;
+  }
+
+ private:
+  std::size_t size_ = 0;
+  char text_[1U << 18U];
+};
+
 // What a child tells also when it ends abruptly.
 struct Progress {
   std::uint64_t step;  // the one that is under way
   bool inExpected;     // whether the expected world does it
   bool abortAnnounced;
   char abortText[longestAbortText];
+  // What the step logged before the abort.
+  SharedLines expectedLog;
+  SharedLines actualLog;
   Tally tally;
 };
 
@@ -121,11 +150,13 @@ class Child {
     } catch (Abort const& abort) {
       shared.inExpected = false;
       std::strncpy(shared.abortText, abort.what(), longestAbortText - 1);
+      for (std::string const& line : expected_->takeLog()) shared.expectedLog.add(line);
       shared.abortAnnounced = true;
+      actual_->listenerIs([&shared](std::string const& line) { shared.actualLog.add(line); });
       actual_->stepIs(step);
       shared.abortAnnounced = false;
       return here + "the abort does not come: " + abort.what() + "\nthe log instead:\n" +
-             unified({}, actual_->takeLog(), true);
+             unified(shared.expectedLog.lines(), actual_->takeLog(), true);
     } catch (std::exception const& exception) {
       return here + "the expected world fails: " + exception.what() + "\n";
     }
@@ -243,6 +274,10 @@ std::string verdict(Sequence const& sequence, int status, std::string const& tol
   bool const aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
   if (!told.empty()) return error.empty() ? told : told + "standard error:\n" + error;
   if (aborted && shared.abortAnnounced && isAnnounced(shared.abortText, error)) {
+    if (shared.expectedLog.text() != shared.actualLog.text()) {
+      return place(sequence, shared.step) + ":\nlog before the abort (- expected, + actual):\n" +
+             unified(shared.expectedLog.lines(), shared.actualLog.lines(), true) + error;
+    }
     ++shared.tally.aborts;
     if (shared.step < sequence.steps.size()) {
       ++shared.tally.aborted[static_cast<std::size_t>(sequence.steps[shared.step].kind)];
@@ -264,6 +299,8 @@ std::string differenceBetween(Worlds const& worlds, Sequence const& sequence, Ta
   shared.step = 0;
   shared.inExpected = false;
   shared.abortAnnounced = false;
+  shared.expectedLog.clear();
+  shared.actualLog.clear();
   std::memset(shared.abortText, 0, sizeof shared.abortText);
   shared.tally = tally != nullptr ? *tally : Tally();
   ++shared.tally.sequences;

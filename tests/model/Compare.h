@@ -7,9 +7,10 @@
 // closing ones: every slot is emptied and every table destroyed, under the same comparison. When
 // both worlds are gone, no object may be left behind.
 //
-// An abort is no difference when the expected world announced it (Model::Abort) and the condition
-// and message on standard error are the announced ones. Everything else that ends the child early
-// is: another abort, a crash, a sanitizer's report, ten seconds without an end.
+// An abort is no difference when the expected world announced it (Model::Abort), the condition and
+// message on standard error are the announced ones, and the step logged the same before it.
+// Everything else that ends the child early is: another abort, a crash, a sanitizer's report, ten
+// seconds without an end.
 //
 // One thread, and no other child of the process is waited for.
 #pragma once

@@ -38,6 +38,9 @@ class Spoiled : public World {
     if (onLog) onLog(log);
     return log;
   }
+  void listenerIs(std::function<void(std::string const&)> listener) override {
+    world.listenerIs(std::move(listener));
+  }
   Lines snapshot() override {
     Lines state = world.snapshot();
     if (onSnapshot) onSnapshot(state);
@@ -58,10 +61,13 @@ Worlds::Make spoiled(std::size_t atStep, Spoiled::Spoil const& spoil) {
   return
       [=](Sequence const& sequence) { return std::make_unique<Spoiled>(sequence, atStep, spoil); };
 }
-// The world announces an abort.
+// The world announces an abort, and what is logged before it.
 Worlds::Make announcing(std::size_t atStep, std::string const& condition,
-                        std::string const& message) {
-  return spoiled(atStep, [=](Spoiled&) { throw Abort(condition, message); });
+                        std::string const& message, Lines const& before = {}) {
+  return spoiled(atStep, [=](Spoiled& world) {
+    world.onLog = [=](Lines& log) { log = before; };
+    throw Abort(condition, message);
+  });
 }
 
 Sequence chain() {
@@ -137,13 +143,21 @@ TEST(Compare, ReadsAnAddressInAnAnnouncedAbort) {
                                      {Kind::remove, {0, 0}},
                                      {Kind::ingressCommit, {0, 1}}}};
   char const* const condition = "entryHandleExists( key )";
-  EXPECT_EQ(differenceBetween(
-                {announcing(4, condition, "expect a valid entryHandle, key: <address>"), engine},
-                identical),
-            "");
-  EXPECT_THAT(differenceBetween({announcing(4, condition, "expect a valid entryHandle"), engine},
-                                identical),
+  Lines const before{"ingress trace 3 lookupExistingEntry : Found an existing entry: "};
+  auto const found = [&](std::string const& message, Lines const& log) {
+    return differenceBetween({announcing(4, condition, message, log), engine}, identical);
+  };
+  EXPECT_EQ(found("expect a valid entryHandle, key: <address>", before), "");
+  EXPECT_THAT(found("expect a valid entryHandle", before),
               HasSubstr("- entryHandleExists( key ): expect a valid entryHandle\n"));
+  // What happened before the abort counts as well.
+  EXPECT_THAT(
+      found("expect a valid entryHandle, key: <address>", {}),
+      HasSubstr("step 4 {Kind::ingressCommit, {0, 1}}:\nlog before the abort (- expected, + "
+                "actual):\n+ " +
+                before[0] + "\nentryHandleExists( key ): "));
+  EXPECT_THAT(found("expect a valid entryHandle, key: <address>", {before[0], "more"}),
+              HasSubstr("  " + before[0] + "\n- more\n"));
 }
 
 TEST(Compare, FindsAnAbortThatNobodyAnnounced) {
@@ -153,6 +167,7 @@ TEST(Compare, FindsAnAbortThatNobodyAnnounced) {
     void stepIs(Step const&) override {}
     Lines takeLog() override { return {}; }
     Lines snapshot() override { return {}; }
+    void listenerIs(std::function<void(std::string const&)>) override {}
   };
   auto const idle = [](Sequence const&) { return std::make_unique<Idle>(); };
   class Aborting final : public World {
@@ -160,6 +175,7 @@ TEST(Compare, FindsAnAbortThatNobodyAnnounced) {
     void stepIs(Step const& step) override { world_.stepIs(step); }
     Lines takeLog() override { return {}; }
     Lines snapshot() override { return {}; }
+    void listenerIs(std::function<void(std::string const&)>) override {}
 
    private:
     Engine::EngineWorld world_;

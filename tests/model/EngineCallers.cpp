@@ -65,6 +65,9 @@ bool EngineWorld::performOutside(Step const& step) {
         side.answerMode = static_cast<typename Side::AnswerMode>(b % 4);
       });
       break;
+    case Kind::tableReacts:
+      visitAny(a, [&](auto& side) { side.reaction = b % 5; });
+      break;
     case Kind::hwReady:
       visitAny(a, [&](auto& side) { side.table->hwTableReadyIs(b % 2 == 1); });
       break;
@@ -157,14 +160,14 @@ bool EngineWorld::performForCallers(Step const& step) {
       break;
     case Kind::memberRef:
       if (parts_->member.table) {
-        HandlePtr const made = parts_->member.table->entryBlockRef(block(b));
-        returned(step, made);
+        HandlePtr made = parts_->member.table->entryBlockRef(block(b));
+        returned(step, std::move(made));
       }
       break;
     case Kind::memberWrite:
       if (parts_->member.table) {
-        HandlePtr const made = parts_->member.table->entryBlockWrite(block(b), autoRemoveOf(d));
-        returned(step, made);
+        HandlePtr made = parts_->member.table->entryBlockWrite(block(b), autoRemoveOf(d));
+        returned(step, std::move(made));
       }
       break;
     case Kind::remove:

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -28,6 +29,23 @@ using Handle = Asic::SwTable::EntryHandle;
 using HandlePtr = Vek::Ptr<Handle const>;
 
 inline constexpr std::uint32_t externCount = 6;
+
+// What happens, line by line.
+class EngineLog {
+ public:
+  void add(std::string line) {
+    lines_.push_back(std::move(line));
+    if (listener_) listener_(lines_.back());
+  }
+  [[nodiscard]] Lines take() { return std::exchange(lines_, {}); }
+  void listenerIs(std::function<void(std::string const&)> listener) {
+    listener_ = std::move(listener);
+  }
+
+ private:
+  Lines lines_;
+  std::function<void(std::string const&)> listener_;
+};
 
 class HandleNames;
 
@@ -92,7 +110,7 @@ class TableHandleWatch final : public HandleWatch {
 
 class HandleNames {
  public:
-  explicit HandleNames(Lines& log) : log_(log) {}
+  explicit HandleNames(EngineLog& log) : log_(log) {}
 
   // "none" without a handle.
   [[nodiscard]] std::string of(Handle const* handle) const;
@@ -109,7 +127,7 @@ class HandleNames {
   // The lines of all named handles that are alive.
   void appendTo(Lines& lines) const;
 
-  void add(std::string line) { log_.push_back(std::move(line)); }
+  void add(std::string line) { log_.add(std::move(line)); }
   void gone(HandleWatch const& watch);
   // Forgets the watches of handles that are gone; not while one of them is being called.
   void forgetGone() { gone_.clear(); }
@@ -117,7 +135,7 @@ class HandleNames {
  private:
   void watchIs(Vek::Ptr<HandleWatch> const& watch);
 
-  Lines& log_;
+  EngineLog& log_;
   std::map<Handle const*, Vek::Ptr<HandleWatch>> watches_;
   std::map<std::string, unsigned> counts_;
   std::vector<Vek::Ptr<HandleWatch>> gone_;
@@ -133,12 +151,14 @@ struct WaitingAnswer {
 struct EngineState {
   EngineState();
 
-  Lines log;
+  EngineLog log;
   HandleNames names{log};
   std::array<Vek::Ptr<TableTests::TestHandle>, externCount> externs;
   std::vector<WaitingAnswer> waiting;
+  // Runs a reaction for a table that reacts to what it announces.
+  std::function<void(unsigned)> tableReacts;
 
-  void add(std::string line) { log.push_back(std::move(line)); }
+  void add(std::string line) { log.add(std::move(line)); }
 };
 
 enum class Rows { hidden, shown };

@@ -97,6 +97,7 @@ class EngineTable {
   Vek::Ptr<Table> table;  // none when it is gone
   Vek::Ptr<Asic::HwTable> const hwTable = new Asic::HwTable;
   std::map<std::uint32_t, std::string> hardware;  // the last write of each row
+  unsigned reaction = 0;                          // to what the table announces
   enum class AnswerMode : std::uint8_t { wait, accept, refuse, never } answerMode{};
 
  private:
@@ -193,6 +194,7 @@ class EngineTable {
         }
       }
       side_.state.add(std::move(line));
+      if (side_.reaction != 0) side_.state.tableReacts(side_.reaction);
     }
 
    private:

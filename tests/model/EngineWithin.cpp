@@ -13,19 +13,6 @@ void EngineWorld::performWithin(Step const& step) {
   auto const ofKey = [&](auto const& perform) {
     return [&, perform]<class Side>(Side& side) { perform(side, Side::Part::key(state, b)); };
   };
-  // The parked record that the numbers name, held while something is done with it.
-  auto const withParked = [&](auto const& perform) {
-    visitAny(a, [&]<class Side>(Side& side) {
-      if constexpr (Side::Traits::holdsBlocks) {
-        auto const handle = slotHandle<Side>(b);
-        if (!handle) return;
-        if (auto const parked = side.table->unresolvedEntryBlock(handle->key())) perform(*parked);
-      } else {
-        auto const parked = side.table->unresolvedEntry(Side::Part::key(state, b));
-        if (parked) perform(*parked);
-      }
-    });
-  };
   switch (step.kind) {
     case Kind::entryIs:
       visitEntryTable(a, [&]<class Side>(Side& side) {
@@ -46,8 +33,8 @@ void EngineWorld::performWithin(Step const& step) {
       break;
     case Kind::entryHandleMutate:
       visitEntryTable(a, ofKey([&](auto& side, auto const& key) {
-                        HandlePtr const made = side.table->entryHandleMutate(key);
-                        returned(step, made);
+                        HandlePtr made = side.table->entryHandleMutate(key);
+                        returned(step, std::move(made));
                       }));
       break;
     case Kind::entryHandleDel:
@@ -97,56 +84,58 @@ void EngineWorld::performWithin(Step const& step) {
         }
       });
       break;
-    case Kind::successCountIs:
-      withParked([&](auto& parked) {
-        parked.entryHandleProgramSuccessCountIs(static_cast<Vek::U16>(c % 4));
-      });
-      break;
-    case Kind::successCountInc:
-      withParked([&](auto& parked) {
-        parked.entryHandleProgramSuccessCountInc(static_cast<Vek::U16>(c % 4));
-      });
-      break;
-    case Kind::entryBlockDel:
-    case Kind::unresolvedBlockDel: {
-      using Side = EngineTable<MemberPart>;
-      auto const handle = slotHandle<Side>(b);
-      auto const& table = parts_->member.table;
-      if (!table || !handle) break;
-      if (step.kind == Kind::unresolvedBlockDel) {
-        table->unresolvedEntryBlockDel(handle->key());
-      } else {
-        bool const was = table->entryBlockDel(handle->key());
-        state.add(was ? "returns true" : "returns false");
-      }
-      break;
-    }
-    case Kind::entryBlockDelAll:
-      if (parts_->member.table) parts_->member.table->entryBlockDelAll();
-      break;
     case Kind::syncEntries:
       visitAny(a, [](auto& side) { side.table->syncEntries(); });
       break;
     case Kind::doInitComplete:
       visitAny(a, [](auto& side) { side.table->doInitComplete(); });
       break;
+    case Kind::unresolvedEntryIs:
+      visitEntryTable(
+          a, ofKey([](auto& side, auto const& key) { side.table->unresolvedEntryIs(key); }));
+      break;
+    case Kind::writeResponseSmIs:
+      visitHopOrGroup(a, [](auto& side) { side.table->writeResponseSmIs(side.table); });
+      break;
     case Kind::writeResponseSmDel:
       visitHopOrGroup(a, [](auto& side) { side.table->writeResponseSmDel(); });
       break;
-    case Kind::allocatorDel:
-      switch (a % 3) {
-        case 0:
-          if (parts_->hop.table) parts_->hop.table->firstFreeIndexAllocatorDel();
-          break;
-        case 1:
-          if (parts_->member.table) parts_->member.table->indexAllocatorDel();
-          break;
-        default:
-          if (parts_->group.table) parts_->group.table->firstFreeIndexAllocatorDel();
-      }
+    case Kind::handleMake:
+      visitAny(a, [&]<class Side>(Side& side) {
+        auto const key = [&] {
+          if constexpr (Side::Traits::holdsBlocks) {
+            return block(b);
+          } else {
+            return Side::Part::key(state, b);
+          }
+        };
+        HandlePtr made = side.table->entryHandleFactory(key(), side.table.get());
+        using TableHandle = typename Side::Table::EntryHandle;
+        state.names.tableHandleIs(Side::Part::name, static_cast<TableHandle const&>(*made));
+        returned(step, std::move(made));
+      });
+      break;
+    case Kind::handleCleanup: {
+      HandlePtr const held = slot(a);
+      auto const clean = [&]<class Side>(Side const&) {
+        using TableHandle = typename Side::Table::EntryHandle;
+        auto* const handle = const_cast<TableHandle*>(Vek::vekCast<TableHandle>(held.get()));
+        if (handle != nullptr) handle->cleanup();
+      };
+      clean(parts_->ingress);
+      clean(parts_->hop);
+      clean(parts_->member);
+      clean(parts_->group);
+      break;
+    }
+    case Kind::pendingNotifier:
+      visitEntryTable(a, ofKey([&](auto& side, auto const& key) {
+                        auto const reactor = side.table->pendingEntrySm(key);
+                        if (reactor) reactor->notifierIs(ref(c));
+                      }));
       break;
     default:
-      break;  // raise, which only a reaction does
+      if (!performOnParked(step)) performOnRows(step);
   }
 }
 

@@ -46,7 +46,8 @@ EngineWorld::EngineWorld(Reactions const& reactions) : reactions_(reactions) {
   }
   Stepping const stepping(*this);
   parts_ = std::make_unique<Parts>();
-  parts_->state.log.clear();
+  static_cast<void>(parts_->state.log.take());
+  parts_->state.tableReacts = [this](unsigned number) { react(number, Raises::no); };
 }
 
 EngineWorld::~EngineWorld() {
@@ -67,10 +68,18 @@ void EngineWorld::stepIs(Step const& step) {
   run(step);
 }
 
-Lines EngineWorld::takeLog() { return std::exchange(parts_->state.log, {}); }
+Lines EngineWorld::takeLog() { return parts_->state.log.take(); }
+
+void EngineWorld::listenerIs(std::function<void(std::string const&)> listener) {
+  parts_->state.log.listenerIs(std::move(listener));
+}
 
 void EngineWorld::heard(unsigned number, Asic::HwTable::EntryState state) {
   parts_->state.add("handler " + std::to_string(number) + " hears " + std::to_string(state));
+  react(number, Raises::yes);
+}
+
+void EngineWorld::react(unsigned number, Raises raises) {
   if (reactionDepth_ >= maximumReactionDepth || reactionsRun_ >= maximumReactions) return;
   ++reactionsRun_;
   ++reactionDepth_;
@@ -79,7 +88,7 @@ void EngineWorld::heard(unsigned number, Asic::HwTable::EntryState state) {
     ~Depth() { --depth; }
   } const depth{reactionDepth_};
   for (Step const& step : reactions_[number - 1]) {
-    if (step.kind == Kind::raise) raise();
+    if (step.kind == Kind::raise && raises == Raises::yes) raise();
     run(step);
   }
 }

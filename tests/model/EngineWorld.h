@@ -13,6 +13,9 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +36,7 @@ class EngineWorld final : public World, private ResponseHandler::Listener {
 
   void stepIs(Step const& step) override;
   [[nodiscard]] Lines takeLog() override;
+  void listenerIs(std::function<void(std::string const&)> listener) override;
   [[nodiscard]] Lines snapshot() override;
 
  private:
@@ -52,6 +56,8 @@ class EngineWorld final : public World, private ResponseHandler::Listener {
   };
 
   void heard(unsigned handler, Asic::HwTable::EntryState state) override;
+  enum class Raises : bool { no, yes };
+  void react(unsigned number, Raises raises);
   // The end of a reaction, and of the operation that called its handler.
   [[noreturn]] void raise();
   // A step of the sequence or of a reaction, with the exception that ends it.
@@ -62,6 +68,15 @@ class EngineWorld final : public World, private ResponseHandler::Listener {
   bool performForCallers(Step const& step);
   void performWithin(Step const& step);
   void answerNext(Step const& step);
+
+  bool performOnParked(Step const& step);
+  void performOnRows(Step const& step);
+  void allocatorIs(Step const& step);
+  // Does something with the parked record that a step names, if there is one, and holds it.
+  template <class Perform>
+  void withParked(Step const& step, Perform const& perform);
+  // The block that a step names, or none.
+  [[nodiscard]] std::optional<OrviaL3Unicast::L3EcmpEntryBlock> blockOf(Step const& step);
 
   // What the numbers of a step name.
   [[nodiscard]] HandlePtr& slot(std::uint32_t n) { return parts_->slots[n % slotCount]; }

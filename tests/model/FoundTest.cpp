@@ -88,5 +88,155 @@ TEST(Found, ABlockWithoutMembersIsNotCommittedByItsCount) {
             "");
 }
 
+// A table that is destroyed while an operation holds it: its hardware's answers are thrown away at
+// once, not when the operation has ended.
+TEST(Found, ATableThatIsDestroyedInItsOperationIsNotAnsweredAnyMore) {
+  EXPECT_EQ(difference({
+                .reactions = {{{{Kind::destroy, {}}, {Kind::answer, {0, 1}}}, {}, {}, {}}},
+                .steps =
+                    {
+                        {Kind::externRow, {2, 1}},
+                        {Kind::externState, {2, 1}},
+                        {Kind::ingressCommit, {2, 3, 1}},
+                    },
+            }),
+            "");
+}
+
+// What ends the process first is what is told: the end of a handle without registration, before
+// the write that has no allocator.
+TEST(Found, AHandleWithoutRegistrationEndsBeforeTheAllocatorIsMissed) {
+  EXPECT_EQ(difference({
+                .reactions = {},
+                .steps =
+                    {
+                        {Kind::externRow, {2, 1}},
+                        {Kind::hopCommit, {1, 0, 0, 0, 1}},
+                        {Kind::entryHandleMutate, {1, 1, 0, 0, 1}},
+                        {Kind::externState, {2, 1}},
+                        {Kind::allocatorDel, {}},
+                        {Kind::copySlot, {0, 1}},
+                        {Kind::hopWrite, {1, 3, 0, 1}},
+                    },
+            }),
+            "");
+}
+
+// A record that is written without an allocator: the handle shows that the hardware has not
+// answered, and then the process ends.
+TEST(Found, AHandleIsResetBeforeTheAllocatorIsMissed) {
+  EXPECT_EQ(difference({
+                .reactions = {},
+                .steps =
+                    {
+                        {Kind::externRow, {2, 1}},
+                        {Kind::externState, {2, 1}},
+                        {Kind::hopCommit, {1, 3, 0, 0, 1}},
+                        {Kind::answer, {}},
+                        {Kind::allocatorDel, {}},
+                        {Kind::handleEntry, {1, 1}},
+                    },
+            }),
+            "");
+}
+
+// A waiting block without a handle is named by its text, which does not show its members.
+TEST(Found, ABlockThatWaitsWithoutAHandleIsNamedByItsText) {
+  EXPECT_EQ(difference({
+                .reactions = {},
+                .steps =
+                    {
+                        {Kind::hopRef, {0, 0, 0, 0, 1}},
+                        {Kind::unresolvedBlockIs, {0, 450}},
+                        {Kind::memberRef, {0, 450}},
+                    },
+            }),
+            "");
+}
+
+// A table that reacts to the removal of its pending reactors gets a new one: it goes as well.
+TEST(Found, AReactorThatComesBackWhileAllAreRemovedGoesToo) {
+  EXPECT_EQ(difference({
+                .reactions = {{{}, {}, {}, {{Kind::ingressCommit, {5, 6}}}}},
+                .steps =
+                    {
+                        {Kind::externRow, {5, 1}},
+                        {Kind::externState, {5, 1}},
+                        {Kind::externState, {2, 1}},
+                        {Kind::externRow, {2, 1}},
+                        {Kind::tableReacts, {0, 4}},
+                        {Kind::ingressCommit, {2}},
+                        {Kind::pendingEntrySmDelAll, {}},
+                    },
+            }),
+            "");
+}
+
+// The same with parked records.
+TEST(Found, ARecordThatIsParkedAgainWhileAllAreRemovedGoesToo) {
+  EXPECT_EQ(difference({
+                .reactions = {{{}, {{Kind::hopCommit, {}}}, {}, {}}},
+                .steps =
+                    {
+                        {Kind::hopRef, {}},
+                        {Kind::tableReacts, {1, 2}},
+                        {Kind::unresolvedEntryDelAll, {1}},
+                    },
+            }),
+            "");
+}
+
+// A table that is taken apart lets its allocator go first; what becomes complete then still enters
+// the collection, without hardware.
+TEST(Found, ARecordBecomesCompleteWhileItsTableIsTakenApart) {
+  EXPECT_EQ(difference({
+                .reactions = {{{{Kind::answer, {}}}, {}, {}, {}}},
+                .steps =
+                    {
+                        {Kind::externRow, {1, 1}},
+                        {Kind::externState, {1, 1}},
+                        {Kind::groupCommit, {1}},
+                        {Kind::tableReacts, {3, 1}},
+                        {Kind::entryBlockIs, {0, 2}},
+                        {Kind::hopWrite, {0, 2, 0, 0, 2}},
+                        {Kind::groupCommit, {1, 9}},
+                    },
+            }),
+            "");
+}
+
+// A write-response reactor hears answers only behind the announcement of its coming, ...
+TEST(Found, AnAnswerWithinTheAnnouncementOfTheReactorIsNotHeard) {
+  EXPECT_EQ(difference({
+                .reactions = {{{}, {}, {{Kind::answer, {}}}, {}}},
+                .steps =
+                    {
+                        {Kind::externState, {5, 1}},
+                        {Kind::writeResponseSmDel, {1}},
+                        {Kind::externRow, {5, 1}},
+                        {Kind::groupRef, {0, 6}},
+                        {Kind::tableReacts, {3, 3}},
+                        {Kind::writeResponseSmIs, {1}},
+                    },
+            }),
+            "");
+}
+
+// ... and until behind that of its going.
+TEST(Found, AnAnswerWithinTheAnnouncementOfTheReactorsEndIsHeard) {
+  EXPECT_EQ(difference({
+                .reactions = {{{}, {}, {{Kind::answer, {}}}, {}}},
+                .steps =
+                    {
+                        {Kind::externState, {5, 1}},
+                        {Kind::externRow, {5, 1}},
+                        {Kind::groupRef, {0, 6}},
+                        {Kind::tableReacts, {3, 3}},
+                        {Kind::writeResponseSmDel, {1}},
+                    },
+            }),
+            "");
+}
+
 }  // namespace
 }  // namespace Model

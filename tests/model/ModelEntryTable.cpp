@@ -3,6 +3,7 @@
 namespace Model {
 
 void EntryTable::remove(Key const& key) {
+  std::shared_ptr<Table> const self = hold();
   HandlePtr const handle = handleAccess(key);
   if (!handle) return trace("entryRemove: No entry found: ");
   parkedDel(key);
@@ -27,6 +28,7 @@ Record EntryTable::emptyRecord() const {
 }
 
 HandlePtr EntryTable::lookupExisting(Key const& key, Record const& record) {
+  std::shared_ptr<Table> const self = hold();
   auto const keysHandle = [&] {
     HandlePtr handle = handleAccess(key);
     if (!handle) {
@@ -74,6 +76,7 @@ void EntryTable::entryIs(Key const& key, Record const& record) {
 }
 
 Record EntryTable::entryDel(Key const& key) {
+  std::shared_ptr<Table> const self = hold();
   if (!hasRecord(key)) return emptyRecord();
   Record removed = *std::exchange(find(key)->record, std::nullopt);
   tidy(key);
@@ -83,9 +86,10 @@ Record EntryTable::entryDel(Key const& key) {
 }
 
 void EntryTable::entryDelAll() {
-  for (Key const& key : keysWith([](Member const& member) { return member.record.has_value(); })) {
-    entryDel(key);
-  }
+  std::shared_ptr<Table> const self = hold();
+  walk([this](Member& member) {
+    if (member.record) entryDel(Key(member.key));
+  });
 }
 
 HandlePtr EntryTable::owned(Key const& key) {
@@ -94,6 +98,7 @@ HandlePtr EntryTable::owned(Key const& key) {
 }
 
 void EntryTable::ownedIs(Key const& key, HandlePtr const& handle) {
+  std::shared_ptr<Table> const self = hold();
   HandlePtr replaced;  // released after the announcement
   if (handle) {
     replaced = std::exchange(member(key).owned, handle);
@@ -105,9 +110,25 @@ void EntryTable::ownedIs(Key const& key, HandlePtr const& handle) {
 }
 
 void EntryTable::ownedDelAll() {
-  for (Key const& key : keysWith([](Member const& member) { return member.owned != nullptr; })) {
-    if (owned(key)) ownedDel(key);
-  }
+  std::shared_ptr<Table> const self = hold();
+  walk([this](Member& member) {
+    if (member.owned) ownedDel(Key(member.key));
+  });
+  ownedDrop();
+}
+
+void EntryTable::recordsDrop() {
+  walk([this](Member& member) {
+    std::optional<Record> const dropped = std::exchange(member.record, std::nullopt);
+    if (dropped) tidy(Key(member.key));
+  });
+}
+
+void EntryTable::ownedDrop() {
+  walk([this](Member& member) {
+    HandlePtr const dropped = std::exchange(member.owned, nullptr);
+    if (dropped) tidy(Key(member.key));
+  });
 }
 
 std::shared_ptr<Pending> EntryTable::pendingIs(HandlePtr const& handle, Key const& key) {
@@ -125,6 +146,7 @@ std::shared_ptr<Pending> EntryTable::pendingIs(HandlePtr const& handle, Key cons
 }
 
 std::shared_ptr<Pending> EntryTable::pendingDel(Key const& key) {
+  std::shared_ptr<Table> const self = hold();
   Member* const found = find(key);
   if (found == nullptr || !found->pending) return nullptr;
   std::shared_ptr<Pending> const removed = std::exchange(found->pending, nullptr);
@@ -135,18 +157,25 @@ std::shared_ptr<Pending> EntryTable::pendingDel(Key const& key) {
 }
 
 void EntryTable::pendingDelAll() {
-  for (Key const& key : keysWith([](Member const& member) { return member.pending != nullptr; })) {
-    pendingDel(key);
-  }
+  std::shared_ptr<Table> const self = hold();
+  walk([this](Member& member) {
+    if (member.pending) pendingDel(Key(member.key));
+  });
+  walk([this](Member& member) {
+    std::shared_ptr<Pending> const left = std::exchange(member.pending, nullptr);
+    if (!left) return;
+    left->activeIs(false);
+    tidy(Key(member.key));
+  });
 }
 
-void EntryTable::zombieIs(Key const& key, bool zombie) {
-  if (Member const* found = find(key); found != nullptr && found->pending) {
-    found->pending->zombieIs(zombie);
-  }
+std::shared_ptr<Pending> EntryTable::pending(Key const& key) {
+  Member const* const found = find(key);
+  return found == nullptr ? nullptr : found->pending;
 }
 
 void EntryTable::resolve(Parked const& parked) {
+  std::shared_ptr<Table> const self = hold();
   Key const key = parked.key();
   trace("handleEntryHandleProgramSuccessCount: Unresolved entry processing completed: ", 8);
   pendingIs(handleAccess(key), key);

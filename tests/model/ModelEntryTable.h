@@ -33,7 +33,7 @@ class EntryTable : public Table {
   std::shared_ptr<Pending> pendingIs(HandlePtr const& handle, Key const& key);
   std::shared_ptr<Pending> pendingDel(Key const& key);
   void pendingDelAll();
-  void zombieIs(Key const& key, bool zombie);
+  [[nodiscard]] std::shared_ptr<Pending> pending(Key const& key);
 
   void resolve(Parked const& parked) override;
 
@@ -42,6 +42,9 @@ class EntryTable : public Table {
       : Table(journal, hardware, name, "unresolvedEntry") {}
 
   [[nodiscard]] bool hasRecord(Key const& key);
+  // Lets every record, or every owned handle, go without a word.
+  void recordsDrop();
+  void ownedDrop();
   [[nodiscard]] Record emptyRecord() const;
   // Parks the record; the handle is the caller's, who keeps it meanwhile.
   void park(Key const& key, Record const& record);
@@ -73,6 +76,8 @@ class IngressTable : public EntryTable {
 
 class RowTable : public EntryTable {
  public:
+  static constexpr std::uint32_t numEntries = 6;
+
   static std::shared_ptr<RowTable> make(Journal& journal, Hardware& hardware,
                                         std::string const& name) {
     return counted(new RowTable(journal, hardware, name));
@@ -91,7 +96,9 @@ class RowTable : public EntryTable {
   void cleanup(Handle& handle) override;
 
   void doInitComplete() override;
+  void answersIs();
   void answersDel();
+  std::shared_ptr<SingleRows> allocatorIs(std::uint32_t size);
   void allocatorDel();
   [[nodiscard]] SingleRows const* rows() const { return rows_.get(); }
 
@@ -100,8 +107,6 @@ class RowTable : public EntryTable {
   void restart() override { hardware_.removeAll(); }
 
  private:
-  static constexpr std::uint32_t numEntries = 6;
-
   RowTable(Journal& journal, Hardware& hardware, std::string const& name)
       : EntryTable(journal, hardware, name) {}
 
@@ -109,7 +114,15 @@ class RowTable : public EntryTable {
   std::shared_ptr<SingleRows> neededRows();
 
   std::shared_ptr<SingleRows> rows_;
-  bool answers_ = false;  // whether there is a write-response reactor
+  // A write-response reactor. It hears answers when it found a hardware table as it was made, from
+  // behind the announcement of its coming until behind that of its going.
+  struct Answers {
+    bool attached;
+    bool on = false;
+  };
+
+  std::shared_ptr<Answers> answers_;
+  std::uint32_t hearing_ = 0;  // how many reactors hear answers
 };
 
 }  // namespace Model

@@ -53,9 +53,13 @@ HandlePtr Handle::ofTable(Journal& journal, Table& table, Key const& key) {
   return countedFirst(new Handle(journal, {}, &table, key));
 }
 
+void Handle::cleanup() {
+  if (table_ != nullptr) table_->cleanup(*this);
+}
+
 void Handle::end() noexcept {
   try {
-    if (table_ != nullptr) table_->cleanup(*this);
+    cleanup();
   } catch (Abort const&) {
     // The journal knows it; nobody above a released reference could catch it.
     table_->forget(this);

@@ -29,6 +29,13 @@ class Reactor {
 
   virtual void changed() = 0;
   void activeIs(bool active) { active_ = active; }
+  // Marked for deletion: neither hears changes nor looks at a new handle.
+  void zombieIs(bool zombie) {
+    if (zombie_ == zombie) return;
+    if (notifier_ != nullptr) active_ = !zombie;
+    zombie_ = zombie;
+  }
+  [[nodiscard]] bool zombie() const { return zombie_; }
   [[nodiscard]] bool active() const { return active_; }
   [[nodiscard]] Handle* notifier() const { return notifier_; }
 
@@ -55,6 +62,7 @@ class Reactor {
   Handle* notifier_ = nullptr;
   std::uint64_t place_ = 0;  // age of the registration, 0 when not registered
   bool active_ = false;
+  bool zombie_ = false;
 };
 
 class Handle : public std::enable_shared_from_this<Handle> {
@@ -84,6 +92,8 @@ class Handle : public std::enable_shared_from_this<Handle> {
 
   // Another reference, or none once its end has begun.
   [[nodiscard]] HandlePtr counted() { return weak_from_this().lock(); }
+  // What its table has for the key goes, as at the handle's end.
+  void cleanup();
   // Its table is gone: there is nothing to clean up any more.
   void tableDel() { table_ = nullptr; }
 

@@ -6,6 +6,7 @@
 namespace Model {
 
 void Hardware::tableDel() {
+  tableGone_ = true;
   answered_.reset();
   std::erase_if(waiting_, [&](Waiting const& waiting) { return waiting.table == table_; });
 }
@@ -19,6 +20,7 @@ void Hardware::write(HandlePtr const& key, std::string const& text) {
 void Hardware::write(std::uint32_t row, HandlePtr const& key, std::string const& text) {
   journal_.line(name_ + " write " + rowText(row) + " " + text);
   rows_[row] = text;
+  if (tableGone_) return;
   Mode const mode = mode_;  // an answer from within may change it
   if (mode == Mode::wait) waiting_.push_back({table_, row, key});
   if (mode == Mode::accept) answer(row, key, 1);

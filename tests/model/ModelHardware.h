@@ -30,8 +30,10 @@ class Hardware {
       : journal_(journal), waiting_(waiting), table_(table), name_(std::move(name)) {}
 
   void modeIs(Mode mode) { mode_ = mode; }
-  // Where answers go; none once the table is gone, which also throws away what waits for it.
+  // Where answers go.
   void tableIs(std::weak_ptr<Table> const& table) { answered_ = table; }
+  // The table is gone, also when an operation in it goes on: its writes are not answered any more,
+  // and what waits for it is thrown away.
   void tableDel();
 
   // A write of a row, whose answer is for the row, and of the row of an ingress key.
@@ -54,6 +56,7 @@ class Hardware {
   std::string name_;
   Mode mode_ = Mode::wait;
   std::weak_ptr<Table> answered_;
+  bool tableGone_ = false;
   std::map<std::uint32_t, std::string> rows_;
 };
 

@@ -31,6 +31,7 @@ HandlePtr IngressTable::write(Key const& key, Record const& record, std::uint32_
 }
 
 HandlePtr IngressTable::handleMutate(Key const& key) {
+  std::shared_ptr<Table> const self = hold();
   if (HandlePtr found = owned(key)) return found;
   HandlePtr const made = Handle::ofTable(journal_, *this, key);
   ownedIs(key, made);
@@ -54,6 +55,7 @@ HandlePtr IngressTable::answeredHandle(std::uint32_t, HandlePtr const& key) {
 }
 
 void IngressTable::cleanup(Handle& handle) {
+  std::shared_ptr<Table> const self = hold();
   parkedDel(handle.key());
   entryDel(handle.key());
 }
@@ -63,9 +65,7 @@ void IngressTable::end() {
   pendingDelAll();
   parkedDelAll();
   handlesLoseTable();
-  for (Key const& key : keysWith([](Member const&) { return true; })) {
-    std::optional<Record> const dropped = std::exchange(member(key).record, std::nullopt);
-  }
+  recordsDrop();
 }
 
 }  // namespace Model

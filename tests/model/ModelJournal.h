@@ -28,15 +28,17 @@ class Handle;
 class Journal {
  public:
   void line(std::string const& text) {
-    if (!frozen_) lines_.push_back(text);
+    if (frozen_) return;
+    lines_.push_back(text);
+    if (listener) listener(text);
   }
   Lines take() { return std::exchange(lines_, {}); }
 
   [[noreturn]] void abort(std::string const& condition, std::string const& message) {
-    Abort const abort(condition, message);
-    if (!abort_) abort_ = abort;
+    check();  // the process ends but once
+    abort_.emplace(condition, message);
     frozen_ = true;
-    throw abort;
+    throw Abort(*abort_);
   }
   // The step ended the process somewhere.
   void check() const {
@@ -47,8 +49,13 @@ class Journal {
   void frozenIs(bool frozen) { frozen_ = frozen || abort_.has_value(); }
   [[nodiscard]] bool frozen() const { return frozen_; }
 
+  // Hears each line.
+  std::function<void(std::string const&)> listener;
   // A response handler is called: who logs it and runs its reactions.
   std::function<void(std::uint32_t handler, std::uint32_t state)> handlerCalled;
+
+  // A table that reacts announced something: who runs the reaction.
+  std::function<void(std::uint32_t reaction)> tableReacts;
 
   // Living objects by the name of their type.
   std::map<std::string, int> live;

@@ -30,7 +30,8 @@ std::string Key::abortText() const {
   if (type_ == Type::extern_) return "<address>";
   if (type_ == Type::hop) return "vrf 0 inet dev " + std::to_string(number_);
   if (type_ == Type::group) return std::to_string(number_);
-  return text();
+  return "Value('OrviaL3Unicast::L3EcmpMemberTable::EntryBlock', ** {'blockSize': " +
+         std::to_string(width()) + ", 'entryInternal': None})";
 }
 
 Record::~Record() {

@@ -55,6 +55,7 @@ void MemberTable::blockIs(Key const& block) {
 }
 
 bool MemberTable::blockDel(Key const& block) {
+  std::shared_ptr<Table> const self = hold();
   if (!isCommitted(block)) return false;
   Key const removed = block;
   find(removed)->committed = false;
@@ -65,19 +66,12 @@ bool MemberTable::blockDel(Key const& block) {
 }
 
 void MemberTable::blockDelAll() {
-  // By age: copies of the blocks would keep their members alive.
-  std::vector<std::uint64_t> ages;
-  for (Member const& member : members()) {
-    if (member.committed) ages.push_back(member.age);
-  }
-  for (std::uint64_t const age : ages) {
-    auto const found = std::find_if(members().begin(), members().end(),
-                                    [&](Member const& member) { return member.age == age; });
-    if (found != members().end()) blockDel(found->key);
-  }
+  std::shared_ptr<Table> const self = hold();
+  walk([this](Member& member) { blockDel(Key(member.key)); });
 }
 
 void MemberTable::handleBlock(Key const& block) {
+  std::shared_ptr<Table> const self = hold();
   trace("handleEntryBlock");
   if (!runs_ && ending()) return;
   if (!runs_) {
@@ -95,7 +89,8 @@ void MemberTable::handleBlock(Key const& block) {
   std::uint32_t const base = runs->newRun(block);
   bool const called = mayCallHardware();
   for (std::uint32_t i = 0; called && i < block.width(); ++i) {
-    hardware_.write(base + i, block.members()[i]->hardwareText());
+    HandlePtr const& member = block.members()[i];
+    hardware_.write(base + i, member ? member->hardwareText() : "none");
   }
   if (!called && !publishes()) return;
   if (HandlePtr const handle = handleAccess(block)) {
@@ -105,6 +100,7 @@ void MemberTable::handleBlock(Key const& block) {
 }
 
 void MemberTable::resolve(Parked const& parked) {
+  std::shared_ptr<Table> const self = hold();
   Key const block = parked.key();
   trace("handleEntryHandleProgramSuccessCount: Unresolved entry processing completed: ", 8);
   blockIs(block);
@@ -112,6 +108,7 @@ void MemberTable::resolve(Parked const& parked) {
 }
 
 void MemberTable::cleanup(Handle& handle) {
+  std::shared_ptr<Table> const self = hold();
   Key const& block = handle.key();
   auto const registered = [&] {
     Member const* const found = find(block);
@@ -130,11 +127,14 @@ void MemberTable::cleanup(Handle& handle) {
   registeredDel(block);
 }
 
-void MemberTable::doInitComplete() {
-  if (runs_) return;
-  runs_ = std::make_shared<Runs>(numEntries);
+void MemberTable::allocatorIs(std::uint32_t size) {
+  if (runs_ && runs_->size() == size) return;
+  // The blocks that the former one placed are not moved.
+  std::shared_ptr<Runs> const former = std::exchange(runs_, std::make_shared<Runs>(size));
   announce("indexAllocator");
 }
+
+void MemberTable::doInitComplete() { allocatorIs(numEntries); }
 
 void MemberTable::allocatorDel() {
   std::shared_ptr<Runs> const removed = std::exchange(runs_, nullptr);

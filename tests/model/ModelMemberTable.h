@@ -10,6 +10,8 @@ namespace Model {
 
 class MemberTable : public Table {
  public:
+  static constexpr std::uint32_t numEntries = 8;
+
   static std::shared_ptr<MemberTable> make(Journal& journal, Hardware& hardware) {
     return counted(new MemberTable(journal, hardware));
   }
@@ -27,6 +29,7 @@ class MemberTable : public Table {
   void cleanup(Handle& handle) override;
 
   void doInitComplete() override;
+  void allocatorIs(std::uint32_t size);
   void allocatorDel();
   [[nodiscard]] Runs const* runs() const { return runs_.get(); }
 
@@ -36,8 +39,6 @@ class MemberTable : public Table {
   [[nodiscard]] char const* emptyCondition() const override { return "!entryBlocks()"; }
 
  private:
-  static constexpr std::uint32_t numEntries = 8;
-
   MemberTable(Journal& journal, Hardware& hardware)
       : Table(journal, hardware, "member", "unresolvedEntryBlock") {}
 

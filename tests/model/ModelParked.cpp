@@ -1,5 +1,7 @@
 #include "ModelParked.h"
 
+#include <iterator>
+
 #include "ModelTable.h"
 
 namespace Model {
@@ -20,17 +22,19 @@ void Watcher::handleIs(HandlePtr const& handle) {
   HandlePtr const former = std::exchange(handle_, handle);
   watch(handle_.get());
   LateRegistration const late(*this);
-  if (handle_) count();
+  if (handle_ && !zombie()) count();
 }
 
-void Watcher::changed() { count(); }
+void Watcher::changed() {
+  if (!zombie()) count();
+}
 
 void Watcher::count() {
   // Counting takes it out of the collection, and may end the record.
   std::shared_ptr<Watcher> const self = shared_from_this();
   if (parked_ == nullptr) return;
   std::shared_ptr<Parked> const parked = parked_->shared_from_this();
-  if (!handle_->isProgrammed()) {
+  if (!handle_ || !handle_->isProgrammed()) {
     if (!parked->ofBlock()) parked->trace("handleEntryProgramming: returning from ");
     return;
   }
@@ -40,19 +44,17 @@ void Watcher::count() {
   parked->seenInc(1);
 }
 
-Parked::Parked(Journal& journal, std::weak_ptr<Table> table, std::string const& tableName,
-               Key const& key)
+Parked::Parked(Journal& journal, Table& table, Key const& key)
     : journal_(journal),
-      table_(std::move(table)),
-      tableName_(tableName),
+      table_(&table),
+      tableName_(table.name()),
       key_(key),
-      ofBlock_(tableName == "member"),
+      record_(tableName_ == "group" ? Record::Type::group : Record::Type::hop),
+      ofBlock_(tableName_ == "member"),
       age_(journal.newAge()),
-      alive_(journal, tableName + (ofBlock_ ? " UnresolvedEntryBlock" : " UnresolvedEntry")) {}
+      alive_(journal, tableName_ + (ofBlock_ ? " UnresolvedEntryBlock" : " UnresolvedEntry")) {}
 
-Parked::~Parked() {
-  for (auto const& [slot, watcher] : watchers_) watcher->removed();
-}
+Parked::~Parked() { watcherDelAll(); }
 
 void Parked::trace(std::string const& text) { journal_.line(tableName_ + " trace 3 " + text); }
 
@@ -88,6 +90,19 @@ void Parked::watcherIs(int slot, HandlePtr const& handle) {
   made->activeIs(true);
 }
 
+void Parked::watcherDelAll() {
+  std::map<int, std::shared_ptr<Watcher>> removed;
+  removed.swap(watchers_);
+  for (auto const& [slot, watcher] : removed) watcher->removed();
+  // From the last on, as the handles of a record: there are at most two that nobody else holds.
+  while (!removed.empty()) auto const released = removed.extract(std::prev(removed.end()));
+}
+
+std::shared_ptr<Watcher> Parked::watcher(int slot) const {
+  auto const found = watchers_.find(slot);
+  return found == watchers_.end() ? nullptr : found->second;
+}
+
 void Parked::watcherDel(int slot) {
   auto const found = watchers_.find(slot);
   if (found == watchers_.end()) return;
@@ -102,10 +117,9 @@ void Parked::seenIs(std::uint32_t seen) {
   // What needs nothing is never written like this.
   if (seen_ != needed_ || needed_ == 0) return;
   // What has left the table is written no more.
-  std::shared_ptr<Table> const table = table_.lock();
-  if (!table || !table->isParked(*this)) return;
+  if (table_ == nullptr) return;
   std::shared_ptr<Parked> const self = shared_from_this();
-  table->resolve(*self);
+  table_->resolve(*self);
 }
 
 }  // namespace Model

@@ -43,8 +43,7 @@ class Watcher : public Reactor, public std::enable_shared_from_this<Watcher> {
 
 class Parked : public std::enable_shared_from_this<Parked> {
  public:
-  Parked(Journal& journal, std::weak_ptr<Table> table, std::string const& tableName,
-         Key const& key);
+  Parked(Journal& journal, Table& table, Key const& key);
   Parked(Parked const&) = delete;
   Parked& operator=(Parked const&) = delete;
   ~Parked();
@@ -60,18 +59,23 @@ class Parked : public std::enable_shared_from_this<Parked> {
   [[nodiscard]] std::uint64_t age() const { return age_; }
   [[nodiscard]] std::string const& tableName() const { return tableName_; }
 
+  // It left its table, or the table is gone.
+  void tableDel() { table_ = nullptr; }
+
   void initialize(Record const& record);
   void initializeBlock();
   void seenIs(std::uint32_t seen);
   void seenInc(std::uint32_t more) { seenIs((seen_ + more) & 0xFFFFU); }
+  // The slot's watcher turns to the handle; a new one when there is none.
+  void watcherIs(int slot, HandlePtr const& handle);
   void watcherDel(int slot);
+  void watcherDelAll();
+  [[nodiscard]] std::shared_ptr<Watcher> watcher(int slot) const;
   void trace(std::string const& text);
 
  private:
-  void watcherIs(int slot, HandlePtr const& handle);
-
   Journal& journal_;
-  std::weak_ptr<Table> table_;
+  Table* table_;
   std::string tableName_;
   Key key_;
   Record record_;

@@ -23,15 +23,10 @@ class Pending : public Reactor {
     if (handle.get() == notifier()) return;
     watch(handle.get());
     LateRegistration const late(*this);
-    if (handle && !zombie_) tell();
+    if (handle && !zombie()) tell();
   }
   void changed() override {
-    if (!zombie_) tell();
-  }
-  void zombieIs(bool zombie) {
-    if (zombie_ == zombie) return;
-    if (notifier() != nullptr) activeIs(!zombie);
-    zombie_ = zombie;
+    if (!zombie()) tell();
   }
 
  private:
@@ -44,7 +39,6 @@ class Pending : public Reactor {
   }
 
   Journal& journal_;
-  bool zombie_ = false;
   Alive alive_;
 };
 

@@ -87,6 +87,7 @@ void RowTable::handleEntry(Key const& key) {
 }
 
 HandlePtr RowTable::handleMutate(Key const& key) {
+  std::shared_ptr<Table> const self = hold();
   HandlePtr const made = Handle::ofTable(journal_, *this, key);
   ownedIs(key, made);
   registeredIs(key, made.get());
@@ -94,12 +95,13 @@ HandlePtr RowTable::handleMutate(Key const& key) {
 }
 
 HandlePtr RowTable::answeredHandle(std::uint32_t row, HandlePtr const&) {
-  if (!answers_ || !rows_) return nullptr;
+  if (hearing_ == 0 || !rows_) return nullptr;
   Key const* const key = rows_->keyOf(row);
   return key == nullptr ? nullptr : handleAccess(*key);
 }
 
 void RowTable::cleanup(Handle& handle) {
+  std::shared_ptr<Table> const self = hold();
   Key const& key = handle.key();
   auto const registered = [&] {
     Member const* const found = find(key);
@@ -118,19 +120,38 @@ void RowTable::cleanup(Handle& handle) {
   registeredDel(key);
 }
 
+std::shared_ptr<SingleRows> RowTable::allocatorIs(std::uint32_t size) {
+  if (rows_ && rows_->size() == size) return rows_;
+  auto const made = std::make_shared<SingleRows>(journal_, size);
+  std::shared_ptr<SingleRows> const former = std::exchange(rows_, made);
+  announce("firstFreeIndexAllocator");
+  return made;
+}
+
 void RowTable::doInitComplete() {
-  if (!rows_) {
-    rows_ = std::make_shared<SingleRows>(journal_, numEntries);
-    announce("firstFreeIndexAllocator");
-  }
-  if (!attached() || answers_) return;
-  answers_ = true;
+  std::shared_ptr<Table> const self = hold();
+  allocatorIs(numEntries)->reserveRow0();
+  if (attached()) answersIs();
+}
+
+void RowTable::answersIs() {
+  if (answers_) return;
+  std::shared_ptr<Table> const self = hold();
+  auto const made = std::make_shared<Answers>(Answers{attached()});
+  answers_ = made;
   announce("writeResponseSm");
+  // Taken out again meanwhile: stays off.
+  if (answers_ != made) return;
+  made->on = true;
+  if (made->attached) ++hearing_;
 }
 
 void RowTable::answersDel() {
-  if (!std::exchange(answers_, false)) return;
+  std::shared_ptr<Table> const self = hold();
+  std::shared_ptr<Answers> const removed = std::exchange(answers_, nullptr);
+  if (!removed) return;
   announce("writeResponseSm");
+  if (removed->on && removed->attached) --hearing_;
 }
 
 void RowTable::allocatorDel() {
@@ -144,16 +165,8 @@ void RowTable::end() {
   parkedDelAll();
   pendingDelAll();
   // The records go silently, then the handles: their clean-up finds the table.
-  for (Key const& key : keysWith([](Member const& member) { return member.record.has_value(); })) {
-    if (!hasRecord(key)) continue;
-    std::optional<Record> const dropped = std::exchange(find(key)->record, std::nullopt);
-    tidy(key);
-  }
-  for (Key const& key : keysWith([](Member const& member) { return member.owned != nullptr; })) {
-    if (!owned(key)) continue;
-    HandlePtr const dropped = std::exchange(find(key)->owned, nullptr);
-    tidy(key);
-  }
+  recordsDrop();
+  ownedDrop();
   handlesLoseTable();
 }
 

@@ -30,7 +30,7 @@ void releaseKey(std::map<std::uint32_t, Key>& keys, Key const& key) {
 std::uint32_t SingleRows::newRow(Key const& key) {
   std::uint32_t row = rowOf(key);
   if (row != noRow) return row;
-  for (row = 1; row < size_; ++row) {
+  for (row = row0Reserved_ ? 1 : 0; row < size_; ++row) {
     if (keys_.count(row) == 0) {
       keys_.emplace(row, key);
       return row;
@@ -62,6 +62,10 @@ Key const* SingleRows::keyOf(std::uint32_t row) const {
 }
 
 void SingleRows::release(Key const& key) { releaseKey(keys_, key); }
+
+Runs::~Runs() {
+  while (!blocks_.empty()) auto const released = blocks_.extract(blocks_.begin());
+}
 
 std::map<std::uint32_t, std::uint32_t> Runs::free() const {
   std::map<std::uint32_t, std::uint32_t> stretches;

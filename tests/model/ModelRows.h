@@ -10,10 +10,13 @@
 
 namespace Model {
 
-// Of rows 0 to size - 1. Row 0 is given only to who asks for it.
+// Of rows 0 to size - 1. Row 0, once it is reserved, is given only to who asks for it.
 class SingleRows {
  public:
   SingleRows(Journal& journal, std::uint32_t size) : journal_(journal), size_(size) {}
+
+  [[nodiscard]] std::uint32_t size() const { return size_; }
+  void reserveRow0() { row0Reserved_ = true; }
 
   // The key's row; the lowest free one when it had none. Throws when there is none.
   std::uint32_t newRow(Key const& key);
@@ -27,12 +30,19 @@ class SingleRows {
  private:
   Journal& journal_;
   std::uint32_t size_;
+  bool row0Reserved_ = false;
   std::map<std::uint32_t, Key> keys_;
 };
 
 class Runs {
  public:
   explicit Runs(std::uint32_t size) : size_(size) {}
+  Runs(Runs const&) = delete;
+  Runs& operator=(Runs const&) = delete;
+  // Blocks are released by ascending base.
+  ~Runs();
+
+  [[nodiscard]] std::uint32_t size() const { return size_; }
 
   // The base of the block's run; a new run, at the low end of the smallest free stretch that holds
   // it, when it had none. Throws when there is none.

@@ -50,6 +50,9 @@ bool ModelWorld::performOutside(Step const& step) {
     case Kind::answerMode:
       hardware_[a % 4]->modeIs(static_cast<Hardware::Mode>(b % 4));
       return true;
+    case Kind::tableReacts:
+      if (Table* table = tableOf(a % 4)) table->reactionIs(b % 5);
+      return true;
     case Kind::hwReady:
       if (Table* table = tableOf(a % 4)) table->hwTableReadyIs(b % 2 != 0);
       return true;
@@ -119,7 +122,7 @@ bool ModelWorld::performCall(Step const& step) {
     default:
       return false;
   }
-  returns(result, e);
+  returns(std::move(result), e);
   return true;
 }
 
@@ -133,19 +136,17 @@ bool ModelWorld::performOnAny(Step const& step) {
       if (any == 1) hop_ = nullptr;
       if (any == 2) member_ = nullptr;
       if (any == 3) group_ = nullptr;
+      hardware_[any]->tableDel();
       return true;
     case Kind::unresolvedEntryDelAll:
       if (table != nullptr) table->parkedDelAll();
       return true;
-    case Kind::successCountIs:
-    case Kind::successCountInc: {
-      if (table == nullptr) return true;
-      HandlePtr const ofBlock = any == 2 ? slotOfTable(b, "member") : nullptr;
-      if (any == 2 && !ofBlock) return true;
-      std::shared_ptr<Parked> const parked =
-          table->parked(ofBlock ? ofBlock->key() : keyOf(any, b));
-      if (!parked) return true;
-      step.kind == Kind::successCountIs ? parked->seenIs(c % 4) : parked->seenInc(c % 4);
+    case Kind::handleMake:
+      if (table != nullptr) returns(table->handleMake(any == 2 ? blockOf(b) : keyOf(any, b)), e);
+      return true;
+    case Kind::handleCleanup: {
+      HandlePtr const handle = slots_[a % slots_.size()];
+      if (handle) handle->cleanup();
       return true;
     }
     case Kind::syncEntries:
@@ -161,6 +162,16 @@ bool ModelWorld::performOnAny(Step const& step) {
         rows->allocatorDel();
       }
       return true;
+    case Kind::allocatorIs: {
+      constexpr std::array<std::uint32_t, 4> others{0, 1, 3, 10};
+      std::uint32_t const size = others[b % 4];
+      if (notIngress(a) == 2) {
+        if (member_) member_->allocatorIs(size != 0 ? size : MemberTable::numEntries);
+      } else if (RowTable* rows = rowTableOf(notIngress(a))) {
+        rows->allocatorIs(size != 0 ? size : RowTable::numEntries);
+      }
+      return true;
+    }
     default:
       return false;
   }
@@ -215,7 +226,20 @@ bool ModelWorld::performOnEntries(Step const& step) {
       if (table != nullptr) table->pendingDelAll();
       return true;
     case Kind::pendingZombie:
-      if (table != nullptr) table->zombieIs(key, c % 2 != 0);
+    case Kind::pendingNotifier: {
+      std::shared_ptr<Pending> const pending = table != nullptr ? table->pending(key) : nullptr;
+      if (!pending) return true;
+      if (step.kind == Kind::pendingZombie) {
+        pending->zombieIs(c % 2 != 0);
+      } else {
+        // What is no handle of the table counts as none.
+        HandlePtr const handle = refOf(c);
+        pending->handleIs(handle && handle->tableName() == table->name() ? handle : nullptr);
+      }
+      return true;
+    }
+    case Kind::unresolvedEntryIs:
+      if (table != nullptr) table->parkedIs(key);
       return true;
     case Kind::unresolvedEntryDel:
       if (table != nullptr) table->parkedDel(key);
@@ -227,6 +251,16 @@ bool ModelWorld::performOnEntries(Step const& step) {
 
 bool ModelWorld::performOnRows(Step const& step) {
   auto const [a, b, c, d, e] = step.n;
+  if (step.kind == Kind::rawEntryHandleIs) {
+    Table* const table = tableOf(notIngress(a));
+    HandlePtr const handle = table != nullptr ? slotOfTable(b, table->name()) : nullptr;
+    if (handle) table->registeredIs(handle->key(), handle.get());
+    return true;
+  }
+  if (step.kind == Kind::rawEntryHandleDelAll) {
+    if (Table* const table = tableOf(notIngress(a))) table->registeredDelAll();
+    return true;
+  }
   RowTable* const table = rowTableOf(ofRows(a));
   Key const key = keyOf(ofRows(a), b);
   switch (step.kind) {
@@ -242,25 +276,11 @@ bool ModelWorld::performOnRows(Step const& step) {
     case Kind::rawEntryHandleDel:
       if (table != nullptr) table->registeredDel(key);
       return true;
+    case Kind::writeResponseSmIs:
+      if (table != nullptr) table->answersIs();
+      return true;
     case Kind::writeResponseSmDel:
       if (table != nullptr) table->answersDel();
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool ModelWorld::performOnBlocks(Step const& step) {
-  HandlePtr const handle = slotOfTable(step.n[1], "member");
-  switch (step.kind) {
-    case Kind::entryBlockDel:
-      if (member_ && handle) returns(member_->blockDel(handle->key()) ? "true" : "false");
-      return true;
-    case Kind::entryBlockDelAll:
-      if (member_) member_->blockDelAll();
-      return true;
-    case Kind::unresolvedBlockDel:
-      if (member_ && handle) member_->parkedDel(handle->key());
       return true;
     default:
       return false;

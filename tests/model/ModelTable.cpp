@@ -10,7 +10,11 @@ void Table::endAndDelete(Table* table) noexcept {
   try {
     table->end();
   } catch (Abort const&) {
-    // The journal knows it.
+    // The journal knows it. What is left of the table goes without a word.
+    table->handlesLoseTable();
+  }
+  for (Member const& member : table->members_) {
+    if (member.parked) member.parked->tableDel();
   }
   table->hardware_.tableDel();
   delete table;
@@ -77,9 +81,30 @@ void Table::registeredIs(Key const& key, Handle* handle) {
   announceHandle("rawEntryHandle", key, handle == nullptr ? nullptr : handle->counted());
 }
 
+void Table::registeredDelAll() {
+  std::shared_ptr<Table> const self = hold();
+  walk([this](Member& member) {
+    if (member.registered != nullptr) registeredDel(Key(member.key));
+  });
+  walk([this](Member& member) {
+    if (std::exchange(member.registered, nullptr) != nullptr) tidy(member.key);
+  });
+}
+
 void Table::announceHandle(std::string const& attribute, Key const& key, HandlePtr const& handle) {
-  announce(attribute, key);
-  if (handle && handle->name().empty()) handle->nameIs(name_ + "#" + std::to_string(++names_));
+  journal_.line(name_ + " announces " + attribute + " " + key.text());
+  if (handle) name(*handle);
+  react();
+}
+
+void Table::name(Handle& handle) {
+  if (handle.name().empty()) handle.nameIs(name_ + "#" + std::to_string(++names_));
+}
+
+HandlePtr Table::handleMake(Key const& key) {
+  HandlePtr made = Handle::ofTable(journal_, *this, key);
+  name(*made);
+  return made;
 }
 
 std::shared_ptr<Parked> Table::parked(Key const& key) {
@@ -94,7 +119,7 @@ bool Table::isParked(Parked const& parked) {
 
 std::shared_ptr<Parked> Table::parkedIs(Key const& key) {
   if (std::shared_ptr<Parked> found = parked(key)) return found;
-  auto const made = std::make_shared<Parked>(journal_, weak_from_this(), name_, key);
+  auto const made = std::make_shared<Parked>(journal_, *this, key);
   member(key).parked = made;
   announce(parkedAttribute_, key);
   return made;
@@ -104,6 +129,7 @@ std::shared_ptr<Parked> Table::parkedDel(Key const& key) {
   Member* const found = find(key);
   if (found == nullptr || !found->parked) return nullptr;
   std::shared_ptr<Parked> const removed = std::exchange(found->parked, nullptr);
+  removed->tableDel();
   // The removed record's own copy: the caller's may be what tidy() forgets.
   tidy(removed->key());
   announce(parkedAttribute_, removed->key());
@@ -111,6 +137,7 @@ std::shared_ptr<Parked> Table::parkedDel(Key const& key) {
 }
 
 void Table::parkedDelAll() {
+  std::shared_ptr<Table> const self = hold();
   // By age: copies of the keys would keep what they name alive.
   std::vector<std::uint64_t> ages;
   for (Member const& member : members_) {
@@ -123,6 +150,24 @@ void Table::parkedDelAll() {
     });
     if (found != members_.end()) parkedDel(found->parked->key());
   }
+  for (;;) {
+    Member* first = nullptr;
+    for (Member& member : members_) {
+      if (!member.parked) continue;
+      if (first == nullptr || member.parked->age() < first->parked->age()) first = &member;
+    }
+    if (first == nullptr) return;
+    std::shared_ptr<Parked> const left = std::exchange(first->parked, nullptr);
+    left->tableDel();
+    tidy(left->key());
+  }
+}
+
+Member* Table::findByAge(std::uint64_t age) {
+  for (Member& member : members_) {
+    if (member.age == age) return &member;
+  }
+  return nullptr;
 }
 
 bool Table::publishes() {

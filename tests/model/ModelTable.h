@@ -46,6 +46,8 @@ class Table : public std::enable_shared_from_this<Table> {
   // What the table has for the key, or none.
   [[nodiscard]] Member* find(Key const& key);
 
+  // What the table announces runs this reaction; 0: none.
+  void reactionIs(std::uint32_t reaction) { reaction_ = reaction; }
   // The platform's side.
   void hwTableIs(bool attached);
   void hwTableReadyIs(bool ready);
@@ -57,11 +59,16 @@ class Table : public std::enable_shared_from_this<Table> {
   // The key's handle, where the table looks for it.
   virtual HandlePtr handleAccess(Key const& key);
   void registeredIs(Key const& key, Handle* handle);
+  void registeredDelAll();
+  // A new handle that is registered nowhere.
+  HandlePtr handleMake(Key const& key);
   void registeredDel(Key const& key) { registeredIs(key, nullptr); }
 
   std::shared_ptr<Parked> parkedIs(Key const& key);
   // Released by who gets it.
   std::shared_ptr<Parked> parkedDel(Key const& key);
+  // A collection that is emptied as a whole is empty then: what came back meanwhile, as a table
+  // reacted, goes without a word.
   void parkedDelAll();
   [[nodiscard]] std::shared_ptr<Parked> parked(Key const& key);
   [[nodiscard]] bool isParked(Parked const& parked);
@@ -112,32 +119,46 @@ class Table : public std::enable_shared_from_this<Table> {
   Member& member(Key const& key);
   // Forgets the key when it has nothing any more.
   void tidy(Key const& key);
-  template <class Condition>
-  std::vector<Key> keysWith(Condition const& condition) const {
-    std::vector<Key> keys;
-    for (Member const& member : members_) {
-      if (condition(member)) keys.push_back(member.key);
+  // Goes over the keys that are there now, as they are when their turn comes; one that lost
+  // everything meanwhile, and came anew, is another.
+  template <class Visit>
+  void walk(Visit const& visit) {
+    std::vector<std::uint64_t> ages;
+    for (Member const& member : members_) ages.push_back(member.age);
+    for (std::uint64_t const age : ages) {
+      if (Member* const member = findByAge(age)) visit(*member);
     }
-    return keys;
   }
 
-  void announce(std::string const& attribute) { journal_.line(name_ + " announces " + attribute); }
+  void announce(std::string const& attribute) {
+    journal_.line(name_ + " announces " + attribute);
+    react();
+  }
   void announce(std::string const& attribute, Key const& key) {
     announce(attribute + " " + key.text());
   }
   // Announces what shows a handle, which gets its name if it had none.
   void announceHandle(std::string const& attribute, Key const& key, HandlePtr const& handle);
+  void name(Handle& handle);
+  void react() {
+    if (reaction_ == 0) return;
+    std::shared_ptr<Table> const self = hold();
+    journal_.tableReacts(reaction_);
+  }
 
   Journal& journal_;
   Hardware& hardware_;
 
  private:
+  [[nodiscard]] Member* findByAge(std::uint64_t age);
+
   std::string name_;
   std::string parkedAttribute_;
   bool ready_ = false;
   bool attached_ = false;
   bool ending_ = false;
   std::uint32_t names_ = 0;
+  std::uint32_t reaction_ = 0;
   std::list<Member> members_;  // in the order in which the keys came
   std::set<Handle*> handles_;
 };

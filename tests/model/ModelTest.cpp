@@ -55,7 +55,12 @@ void compareMany(Profile profile) {
   std::cout << "seed " << seed << ", " << taken.count() << " s: " << tally.text();
 
   // What never shows in a log by itself.
-  std::set<Kind> const silent{Kind::answerMode, Kind::pendingZombie};
+  std::set<Kind> const silent{Kind::answerMode,
+                              Kind::tableReacts,
+                              Kind::pendingZombie,
+                              Kind::neededZombie,
+                              Kind::neededEntryHandleSmDel,
+                              Kind::neededEntryHandleSmDelAll};
   if (wanted < 50'000) return;  // too few to say that something is never reached
   for (Kind const kind : kindsOf(profile)) {
     if (silent.contains(kind)) continue;

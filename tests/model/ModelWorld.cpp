@@ -23,6 +23,7 @@ ModelWorld::ModelWorld(Reactions const& reactions) : reactions_(reactions) {
   journal_.handlerCalled = [this](std::uint32_t handler, std::uint32_t state) {
     handlerCalled(handler, state);
   };
+  journal_.tableReacts = [this](std::uint32_t reaction) { react(reaction, Raises::no); };
   for (std::uint32_t i = 0; i < tableNames.size(); ++i) {
     hardware_.push_back(std::make_unique<Hardware>(journal_, waiting_, i, tableNames[i]));
   }
@@ -68,7 +69,8 @@ void ModelWorld::perform(Step const& step) {
     if (step.kind == Kind::raise) throw std::runtime_error("handler raises");
     // One group after the other is asked.
     static_cast<void>(performOutside(step) || performCall(step) || performOnAny(step) ||
-                      performOnEntries(step) || performOnRows(step) || performOnBlocks(step));
+                      performOnParked(step) || performOnEntries(step) || performOnRows(step) ||
+                      performOnBlocks(step));
   } catch (Abort const&) {
     throw;
   } catch (std::exception const& exception) {
@@ -83,6 +85,12 @@ void ModelWorld::handlerCalled(std::uint32_t handler, std::uint32_t state) {
   journal_.check();
   if (journal_.frozen()) return;
   journal_.line("handler " + std::to_string(handler) + " hears " + std::to_string(state));
+  react(handler, Raises::yes);
+}
+
+void ModelWorld::react(std::uint32_t reaction, Raises raises) {
+  journal_.check();
+  if (journal_.frozen()) return;
   if (reactionDepth_ == maximumReactionDepth || reacted_ == maximumReactions) return;
   ++reacted_;
   ++reactionDepth_;
@@ -90,7 +98,9 @@ void ModelWorld::handlerCalled(std::uint32_t handler, std::uint32_t state) {
     std::uint32_t& depth;
     ~Leave() { --depth; }
   } const leave{reactionDepth_};
-  for (Step const& step : reactions_[handler - 1]) perform(step);
+  for (Step const& step : reactions_[reaction - 1]) {
+    if (step.kind != Kind::raise || raises == Raises::yes) perform(step);
+  }
 }
 
 HandlePtr ModelWorld::refOf(std::uint32_t number) const {
@@ -144,10 +154,10 @@ RowTable* ModelWorld::rowTableOf(std::uint32_t table) const {
   return table == 1 ? hop_.get() : group_.get();
 }
 
-void ModelWorld::returns(HandlePtr const& handle, std::uint32_t slot) {
+void ModelWorld::returns(HandlePtr handle, std::uint32_t slot) {
   returns(Handle::nameOf(handle));
   // What was in the slot is released when the slot already shows the new one.
-  if (handle) HandlePtr const former = std::exchange(slots_[slot % slots_.size()], handle);
+  if (handle) handle.swap(slots_[slot % slots_.size()]);
 }
 
 Lines ModelWorld::snapshot() {

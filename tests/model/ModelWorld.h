@@ -10,8 +10,10 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ModelEntryTable.h"
@@ -36,6 +38,9 @@ class ModelWorld : public World {
 
   void stepIs(Step const& step) override;
   [[nodiscard]] Lines takeLog() override { return journal_.take(); }
+  void listenerIs(std::function<void(std::string const&)> listener) override {
+    journal_.listener = std::move(listener);
+  }
   [[nodiscard]] Lines snapshot() override;
 
  private:
@@ -46,10 +51,13 @@ class ModelWorld : public World {
   void performAnswer(Step const& step);
   bool performCall(Step const& step);
   bool performOnAny(Step const& step);
+  bool performOnParked(Step const& step);
   bool performOnEntries(Step const& step);
   bool performOnRows(Step const& step);
   bool performOnBlocks(Step const& step);
   void handlerCalled(std::uint32_t handler, std::uint32_t state);
+  enum class Raises : bool { no, yes };
+  void react(std::uint32_t reaction, Raises raises);
 
   // What a step's numbers name.
   [[nodiscard]] HandlePtr refOf(std::uint32_t number) const;
@@ -63,7 +71,7 @@ class ModelWorld : public World {
 
   // The outcome of a step.
   void returns(std::string const& text) { journal_.line("returns " + text); }
-  void returns(HandlePtr const& handle, std::uint32_t slot);
+  void returns(HandlePtr handle, std::uint32_t slot);
 
   void snapshotTable(Table const& table, Lines& lines) const;
   void snapshotRows(Lines& lines) const;

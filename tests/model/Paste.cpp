@@ -19,6 +19,7 @@ char const* kindName(Kind kind) {
     MODEL_NAME_OF(answerMode);
     MODEL_NAME_OF(hwReady);
     MODEL_NAME_OF(hwTable);
+    MODEL_NAME_OF(tableReacts);
     MODEL_NAME_OF(ingressCommit);
     MODEL_NAME_OF(ingressWrite);
     MODEL_NAME_OF(hopCommit);
@@ -60,6 +61,24 @@ char const* kindName(Kind kind) {
     MODEL_NAME_OF(doInitComplete);
     MODEL_NAME_OF(writeResponseSmDel);
     MODEL_NAME_OF(allocatorDel);
+    MODEL_NAME_OF(allocatorIs);
+    MODEL_NAME_OF(handleMake);
+    MODEL_NAME_OF(handleCleanup);
+    MODEL_NAME_OF(rawEntryHandleIs);
+    MODEL_NAME_OF(entryBlockIs);
+    MODEL_NAME_OF(handleEntryBlock);
+    MODEL_NAME_OF(unresolvedBlockIs);
+    MODEL_NAME_OF(unresolvedEntryIs);
+    MODEL_NAME_OF(rawBlockHandleDel);
+    MODEL_NAME_OF(rawEntryHandleDelAll);
+    MODEL_NAME_OF(writeResponseSmIs);
+    MODEL_NAME_OF(initializeUnresolvedEntry);
+    MODEL_NAME_OF(neededEntryHandleSmIs);
+    MODEL_NAME_OF(neededEntryHandleSmDel);
+    MODEL_NAME_OF(neededEntryHandleSmDelAll);
+    MODEL_NAME_OF(neededNotifier);
+    MODEL_NAME_OF(neededZombie);
+    MODEL_NAME_OF(pendingNotifier);
     MODEL_NAME_OF(raise);
   }
 #undef MODEL_NAME_OF

@@ -19,6 +19,9 @@
 //             so such a block is not full.
 //   row       of an extern: 0 the invalid row, n is row 100 + n, up to 3.
 //   state     0, 1, 2.
+//   attribute of a watcher: of a next hop: n % 2: 9 or 12; of a group: n % 2: 3 or 4; of a block:
+//             the position n % 3, but 0 where the watcher gets another handle: in which order
+//             handles go that only three or more watchers hold is not compared.
 //   table     0 ingress, 1 hop, 2 member, 3 group. A kind that not every table has counts in the
 //             list of those that have it: "not member": 0 ingress, 1 hop, 2 group; "hop or group":
 //             0 hop, 1 group; "not ingress": 0 hop, 1 member, 2 group.
@@ -26,8 +29,8 @@
 // Behind the names stand: next-hop key k<n>: VRF 0, IPv4, interface n, no gateway; group g<n>: the
 // number n. A record's other fields are 0.
 //
-// What a step hands over (record, block, a slot's handle) and the parked record that successCountIs
-// and successCountInc work on are held until the operation has returned, or has thrown, and let go
+// What a step hands over (record, block, a slot's handle) and the parked record or reactor that it
+// works on are held until the operation has returned, or has thrown, and let go
 // before the outcome is logged. What a removing operation returns (the record of entryDel; reactors
 // and parked records too) is let go after that.
 #pragma once
@@ -53,6 +56,8 @@ enum class Kind : std::uint8_t {
   answerMode,   // a table, b: 0 answers wait, 1 accepted at once, 2 refused at once, 3 never
   hwReady,      // a table, b % 2: hwTableReadyIs
   hwTable,      // a table, b % 2: 1 hwTableIs(the table's own hardware table), 0 none
+  tableReacts,  // a table, b handler: what the table announces runs that reaction from now on;
+                // with an empty handler none
   // What callers use. The returned handle goes into slot e.
   ingressCommit,    // a extern, b record, c handler
   ingressWrite,     // a extern, b record, c handler, d autoRemove 0 to 2:
@@ -102,8 +107,32 @@ enum class Kind : std::uint8_t {
   doInitComplete,      // a table (any)
   writeResponseSmDel,  // a table hop or group
   allocatorDel,        // a table (not ingress)
+  allocatorIs,         // a table (not ingress), b % 4: as many rows as the table, 1, 3 or 10
+  handleMake,          // a table (any), b key or extern (member: block): entryHandleFactory; slot e
+  handleCleanup,       // a slot: cleanup() of the slot's handle, if it is one of a table that is
+                       // still there
+  rawEntryHandleIs,    // a table (not ingress), b slot: the slot's handle under its own key, if it
+                       // is one of the table
+  entryBlockIs,        // a % 2: 0 the block b, 1 the block of slot b's member handle, if it is one
+  handleEntryBlock,    // the same
+  unresolvedBlockIs,   // the same, with unresolvedEntryBlockIs
+  unresolvedEntryIs,   // a table (not member), b key or extern
+  rawBlockHandleDel,   // b slot: of the block of the slot's member handle, if it is one
+  rawEntryHandleDelAll,  // a table (not ingress)
+  writeResponseSmIs,     // a table hop or group: for the table itself
+  // On the parked record of a table (any) a and a key or extern b (member: the block of slot b's
+  // handle), if there is one; it is held meanwhile.
+  initializeUnresolvedEntry,  // c record (member: with its own block)
+  neededEntryHandleSmIs,      // c ref, d attribute
+  neededEntryHandleSmDel,     // d attribute
+  neededEntryHandleSmDelAll,
+  neededNotifier,   // c ref, d attribute: notifierIs on the watcher, if any
+  neededZombie,     // c % 2, d attribute: vekDoZombieReactors on the watcher, if any
+  pendingNotifier,  // a table (not member), b key or extern, c ref: notifierIs on the reactor, if
+                    // any
   // Only as a reaction.
-  raise,  // throws std::runtime_error("handler raises"); as a step of the sequence it does nothing
+  raise,  // throws std::runtime_error("handler raises"); as a step of the sequence, and when a
+          // table reacts, it does nothing
 };
 
 struct Step {
@@ -113,9 +142,10 @@ struct Step {
   friend bool operator==(Step const&, Step const&) = default;
 };
 
-// What handlers 1 to 4 do when they are called, after the call was logged. Reactions nest at most
-// two deep, and at most 24 calls of a sequence react; calls beyond that are only logged. A call
-// counts also when its reaction has no steps.
+// What handlers 1 to 4 do when they are called, after the call was logged, and tables that react,
+// after the announcement was logged. Reactions nest at most two deep, and at most 24 calls of a
+// sequence react; calls beyond that are only logged. A call counts also when its reaction has no
+// steps.
 struct Sequence {
   std::array<std::vector<Step>, 4> reactions;
   std::vector<Step> steps;

@@ -11,12 +11,13 @@
 // is not logged. The environment's PUBLISH_ENTRY_HANDLE_PROGRAMMED_STATE holds for both.
 //
 // Names. Tables: "ingress", "hop", "member", "group". A handle of a table is named when it is first
-// announced by its table (entryHandle in ingress, rawEntryHandle or entryHandle elsewhere): the
-// table's name, '#' and a number that counts up per table from 1, e.g. "hop#2"; the name is never
-// used again. Next-hop keys "k0", group keys "g0", ingress keys "e3", blocks "[e1,hop#2]": the
-// members' names by position; a position without member is "-". A missing handle is "none". A
-// record is "<ref9>/<ref12>/<destination>" or "<ref3>/<numPaths>" with "none" for an empty ref; in
-// a hardware write each handle is followed by '@' and its row, "none" for the invalid one
+// announced by its table (entryHandle in ingress, rawEntryHandle or entryHandle elsewhere), or made
+// by the step handleMake: the table's name, '#' and a number that counts up per table from 1, e.g.
+// "hop#2"; the name is never used again. Next-hop keys "k0", group keys "g0", ingress keys "e3",
+// blocks "[e1,hop#2]": the members' names by position; a position without member is "-". A missing
+// handle is "none". A record is "<ref9>/<ref12>/<destination>" or "<ref3>/<numPaths>" with "none"
+// for an empty ref; in a hardware write each handle is followed by '@' and its row, "none" for the
+// invalid one
 // ("e1@101/none/2"). A member in a hardware write is "hop#2@1". Rows are decimal, "none" when
 // invalid.
 //
@@ -24,7 +25,8 @@
 //   "<table> trace <level> <text>"           the finished text of the text trace
 //   "<table> announces <attribute>[ <key>]"  attributes by their names: entry, entryHandle,
 //        rawEntryHandle, unresolvedEntry, pendingEntrySm, writeResponseSm, firstFreeIndexAllocator,
-//        indexAllocator, entryBlock, unresolvedEntryBlock, hwTable, hwTableReady
+//        indexAllocator, entryBlock, unresolvedEntryBlock, hwTable, hwTableReady; then the
+//        reaction of a table that reacts runs
 //   "<handle> row <row>", "<handle> state <state>", "<handle> mode <mode>"   an announced change of
 //        a named handle, externs included; the observer that logs it is the first on the handle
 //   "<handle> gone"                          the handle is destroyed (its clean-up is over)
@@ -34,8 +36,8 @@
 //   "handler <n> hears <state>"              a response handler is called; then its reactions run
 //   "returns <handle>", "returns <record>", "returns true"/"false"   the outcome of a step that has
 //        one, after everything else the step did, before a slot changes. Those that have one: the
-//        commit, ref and write forms, entryHandleMutate, lookupExisting and entryLookup (a handle
-//        or none); getEntry and entryDel (a record); entryBlockDel (true or false).
+//        commit, ref and write forms, entryHandleMutate, handleMake, lookupExisting and entryLookup
+//        (a handle or none); getEntry and entryDel (a record); entryBlockDel (true or false).
 //   "raises <what>"                          a step, also one of a reaction, ended by an exception;
 //        the slot stays. The exception of `raise` ends its own step, the handler, and so the step
 //        that called the handler: one line for each step.
@@ -78,6 +80,7 @@
 //        PendingEntrySm of each table, e.g. "live hop NeededEntryHandleSm 2"
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -102,6 +105,8 @@ class World {
   // afterwards.
   virtual void stepIs(Step const& step) = 0;
   [[nodiscard]] virtual Lines takeLog() = 0;
+  // Hears each line as it is logged: who wants to know what a step did before it ended the process.
+  virtual void listenerIs(std::function<void(std::string const&)> listener) = 0;
   [[nodiscard]] virtual Lines snapshot() = 0;
 };
 

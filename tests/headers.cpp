@@ -1,0 +1,1 @@
+// Holds nothing: the headers that the suites share are compiled for it, see CMakeLists.txt.
