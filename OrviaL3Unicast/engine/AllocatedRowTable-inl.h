@@ -187,7 +187,9 @@ template <class T>
 void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
   Vek::Ptr<Table> const alive(&this->table());
   Key const key = keyOfCaller;
-  if (this->entryExists(key)) {
+  bool const isWrite = this->entryExists(key);
+  if (isWrite) {
+    // First of all, also where there is no allocator any more.
     if (Vek::Ptr<EntryHandle> const handle = this->rawEntryHandle(key)) {
       handle->entryStateIs(Asic::HwTable::notAnswered);
     }
@@ -202,7 +204,7 @@ void AllocatedRowTable<T>::handleEntry(Key const& keyOfCaller) {
                        plumbing::assertWhere<T>(handleEntrySignature<T>))
         << "expected doInitComplete before an entry is programmed";
   }
-  if (!this->entryExists(key)) {
+  if (!isWrite) {
     // Without a row (the table was full) this is the invalid index, which a utility ignores.
     Asic::Index const row = allocator->indexForKey(T::keyType(), &key);
     if (this->mayCallHardware()) {

@@ -5,17 +5,7 @@
 namespace ChainTests {
 namespace {
 
-class ChainMemberNeighboursTest : public ChainTest {
- protected:
-  using Rows = std::map<std::uint32_t, std::string>;
-
-  Journal journal;
-  Vek::Ptr<TestHandle> const a = programmedHandle(11);
-  Vek::Ptr<TestHandle> const b = programmedHandle(12);
-  Vek::Ptr<TestHandle> const late = waitingHandle();
-  TableWorld<Members> world{journal, 16};
-  L3EcmpMemberTable& table = *world.table;
-};
+class ChainMemberNeighboursTest : public FewMemberRowsTest {};
 
 TEST_F(ChainMemberNeighboursTest, AnUnknownBlockIsNotDeletedAndNothingIsSaid) {
   world.observe();

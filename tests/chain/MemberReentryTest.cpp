@@ -6,11 +6,8 @@
 namespace ChainTests {
 namespace {
 
-class ChainMemberReentryTest : public ChainTest {
+class ChainMemberReentryTest : public FewMemberRowsTest {
  protected:
-  using Rows = std::map<std::uint32_t, std::string>;
-  using Handle = L3EcmpMemberTable::EntryHandle::PtrConst;
-
   // What runs the first time only.
   template <class Action>
   static auto once(Action action) {
@@ -28,13 +25,6 @@ class ChainMemberReentryTest : public ChainTest {
   // A block of two whose first row has just been written gives both back: the hardware of these
   // tests insists on rows that are there.
   void secondRowMayGo() { world.util->rows[1] = "not written yet"; }
-
-  Journal journal;
-  Vek::Ptr<TestHandle> const a = programmedHandle(11);
-  Vek::Ptr<TestHandle> const b = programmedHandle(12);
-  Vek::Ptr<TestHandle> const late = waitingHandle();
-  TableWorld<Members> world{journal, 16};
-  L3EcmpMemberTable& table = *world.table;
 };
 
 TEST_F(ChainMemberReentryTest, ABlockThatIsReferencedAgainFromWithinItsDeletionKeepsItsRows) {

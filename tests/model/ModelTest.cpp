@@ -35,7 +35,7 @@ std::uint64_t fromEnvironment(char const* name, std::uint64_t otherwise) {
 }
 
 void compareMany(Profile profile) {
-  std::uint64_t const wanted = fromEnvironment("ORVIA_MODEL_STEPS", sanitized ? 10'000 : 100'000);
+  std::uint64_t const wanted = fromEnvironment("ORVIA_MODEL_STEPS", sanitized ? 5'000 : 100'000);
   std::uint64_t const seed = fromEnvironment("ORVIA_MODEL_SEED", 1);
   auto const start = std::chrono::steady_clock::now();
   auto const generate = sequences(profile);

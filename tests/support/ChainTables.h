@@ -329,6 +329,20 @@ class ChainTest : public testing::Test {
   std::map<std::string, std::uint64_t> const baseline_ = liveObjects();
 };
 
+// A member table of 16 rows, with next hops to make blocks of: two are programmed, one is not.
+class FewMemberRowsTest : public ChainTest {
+ protected:
+  using Rows = std::map<std::uint32_t, std::string>;
+  using Handle = L3EcmpMemberTable::EntryHandle::PtrConst;
+
+  Journal journal;
+  Vek::Ptr<TestHandle> const a = programmedHandle(11);
+  Vek::Ptr<TestHandle> const b = programmedHandle(12);
+  Vek::Ptr<TestHandle> const late = waitingHandle();
+  TableWorld<Members> world{journal, 16};
+  L3EcmpMemberTable& table = *world.table;
+};
+
 // The suites that run over both tables that choose rows for single entries.
 template <class A>
 class AllocatedRowTest : public ChainTest {
