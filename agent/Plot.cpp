@@ -266,7 +266,7 @@ std::size_t characterLength(std::string_view text) {
 
 // As a string of gnuplot in which nothing has a meaning. File names may hold any bytes, pictures
 // only characters: "?" stands for what is none.
-std::string quoted(std::string_view text) {
+std::string gnuplotText(std::string_view text) {
   std::string out = "'";
   while (!text.empty()) {
     std::size_t const length = characterLength(text);
@@ -314,7 +314,7 @@ set yrange [0:10<*]
 set y2range [0:10<*]
 $samples << END
 )",
-      fmt::arg("title", quoted(title)),
+      fmt::arg("title", gnuplotText(title)),
       fmt::arg("messages", std::max<std::uint64_t>(samples.back().messages, 10)));
   for (Sample const& sample : samples) {
     script += fmt::format("{} {} {} {}\n", sample.messages, sample.programmed, sample.parked,

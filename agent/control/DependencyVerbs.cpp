@@ -26,7 +26,7 @@ Json secondsSince(std::optional<Since> since) {
   return std::chrono::duration_cast<std::chrono::seconds>(sinceNow() - *since).count();
 }
 
-Json orNull(std::string const& text) { return text.empty() ? Json() : Json(text); }
+Json textOrNull(std::string const& text) { return text.empty() ? Json() : Json(text); }
 
 // Takes the word off the end.
 bool takeAll(Arguments& arguments) {
@@ -58,7 +58,7 @@ class CausesJob final : public Job {
       if (count == nullptr) return true;
       ++listed_;
       answer.row({Insight::textOf(count->cause.kind), Insight::nameOf(count->cause.entry),
-                  orNull(Insight::detailOf(agent_, count->cause)), secondsSince(count->since),
+                  textOrNull(Insight::detailOf(agent_, count->cause)), secondsSince(count->since),
                   count->routes, count->kept, count->groupIds, count->groups, count->blocks,
                   count->nextHops});
     }
@@ -145,7 +145,7 @@ class WhoJob final : public Job {
     if (!isBegun_) answer.tableIs("who", {"level", "entry", "by", "detail", "more"});
     isBegun_ = true;
     return who_.runSlice([&answer](Insight::Who::Holder const& holder) {
-      answer.row({holder.level, holder.entry, orNull(holder.over), orNull(holder.detail),
+      answer.row({holder.level, holder.entry, textOrNull(holder.over), textOrNull(holder.detail),
                   holder.more == 0 ? Json() : Json(holder.more)});
     });
   }

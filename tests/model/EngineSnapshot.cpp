@@ -36,7 +36,10 @@ class TableSnapshot {
     if (!side_.table) return;
     StoreView<Traits>::keys(
         *side_.table, [](auto const&) { return true; },
-        [this](typename Traits::Key const& key) { appendKey(key); });
+        [this](typename Traits::Key const& key) {
+          appendKey(key);
+          return true;
+        });
     appendRows();
   }
 
@@ -89,9 +92,10 @@ class TableSnapshot {
           [&](typename Traits::Key const& block) {
             Asic::Index const base =
                 runs->indexForBlock(static_cast<Asic::EntryBlockBase const*>(&block));
-            if (base == Asic::Index::invalidIndex()) return;
+            if (base == Asic::Index::invalidIndex()) return true;
             add("run", textOf(side_.state.names, block), rowText(base));
             found += block.blockSize().value();
+            return true;
           });
       // Rows of blocks that the table does not know any more.
       if (runs->rowsInUse() != found) add("lost", std::to_string(runs->rowsInUse() - found));
