@@ -16,7 +16,7 @@ namespace OrviaL3Agent {
 namespace {
 
 AgentOptions agentOptionsOf(ReplayOptions const& options) {
-  AgentOptions agent = options;
+  AgentOptions agent = static_cast<AgentOptions const&>(options);
   agent.countRows = !options.plotFile.empty();
   return agent;
 }
