@@ -169,7 +169,7 @@ bool Agent::turn() {
   mapping_.settle();
   if (book_ && book_->error()) throw std::system_error(*book_->error());
   loopTimes_.turnIs(std::chrono::steady_clock::now() - begin);
-  return loop_.busy();
+  return loop_.busy() || mapping_.busy();
 }
 
 std::size_t Agent::parked() const {

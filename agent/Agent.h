@@ -14,6 +14,7 @@
 // before it; the tables end before the hardware and the stand-in tables that its records refer to.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -56,6 +57,12 @@ class Agent {
 
   void messageIs(Fpm::Message const& message);
   void frameEnds();
+  // No part of a turn takes much longer than that: what is not done by then is left for the next
+  // one. Without this call every turn does all there is to do.
+  void sliceTimeIs(std::chrono::microseconds time) {
+    hardware_.sliceTimeIs(time);
+    mapping_.sliceTimeIs(time);
+  }
   // One turn of the loop, and what follows from it. Returns whether anything is left to do. Throws
   // std::system_error when it cannot be noted what a restart has to know.
   bool turn();

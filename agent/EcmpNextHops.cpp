@@ -1,8 +1,8 @@
 #include "agent/EcmpNextHops.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
-#include <vector>
 
 namespace OrviaL3Agent {
 
@@ -50,7 +50,7 @@ EcmpNextHops::Result EcmpNextHops::use(Identity const& identity) {
 }
 
 void EcmpNextHops::refused(Identity const& identity) {
-  refused_.insert(identity);
+  refused_.add(identity);
   if (auto const found = live_.find(identity); found != live_.end()) {
     found->second->since = sinceNow();
   }
@@ -86,19 +86,14 @@ bool EcmpNextHops::retry(Hop const& hop, bool unanswered) {
   return false;
 }
 
-bool EcmpNextHops::retryAll(bool unanswered) {
-  std::vector<Use> tried;
-  if (unanswered) {
-    for (auto const& [identity, use] : uses_) tried.push_back(use.lock());
-    refused_.clear();
-  } else {
-    for (Identity const& identity : std::exchange(refused_, {})) {
-      tried.push_back(uses_.at(identity).lock());
-    }
+bool EcmpNextHops::retrySlice(Steps& steps, bool& noRoom) {
+  while (steps.take()) {
+    bool const unanswered = refused_.isAll();
+    std::optional<Identity> const identity = refused_.next(live_);
+    if (!identity) return true;
+    if (Use const use = uses_.at(*identity).lock()) noRoom |= retry(*use, unanswered);
   }
-  bool noRoom = false;
-  for (Use const& use : tried) noRoom |= retry(*use, unanswered);
-  return noRoom;
+  return false;
 }
 
 NextHopState EcmpNextHops::state(Hop const& hop) const {

@@ -11,12 +11,13 @@
 
 #include <map>
 #include <memory>
-#include <set>
 
 #include "OrviaL3Unicast/L3EcmpIngL3NextHop1Table.h"
 #include "agent/NextHopParts.h"
 #include "agent/NextHopState.h"
+#include "agent/RetryQueue.h"
 #include "agent/Since.h"
+#include "agent/Steps.h"
 
 namespace OrviaL3Agent {
 
@@ -52,7 +53,10 @@ class EcmpNextHops {
   // Writes once more what the hardware refused, and with `unanswered` also what it has not
   // answered. Returns whether a table was full for what such a write completed.
   bool retry(Hop const& hop, bool unanswered);
-  bool retryAll(bool unanswered);
+  // The same for what was refused, and with `unanswered` for all. Returns whether it is over;
+  // `noRoom` says so when a table was full.
+  void retryAll(bool unanswered) { refused_.begin(unanswered); }
+  [[nodiscard]] bool retrySlice(Steps& steps, bool& noRoom);
 
   // Never notPlaced: such a next hop is not here; but see withoutRow().
   [[nodiscard]] NextHopState state(Hop const& hop) const;
@@ -88,7 +92,7 @@ class EcmpNextHops {
   std::shared_ptr<Link> link_;
   std::map<Identity, Hop*> live_;
   std::map<Identity, std::weak_ptr<Hop const>> uses_;
-  std::set<Identity> refused_;  // some since accepted
+  RetryQueue<Identity> refused_;  // some since accepted
   NextHopCounts counts_;
 };
 

@@ -119,8 +119,15 @@ void GroupIds::settle(std::uint32_t id, GroupId& group) {
   }
 }
 
-void GroupIds::settle() {
-  for (std::uint32_t const id : std::set<std::uint32_t>(moving_)) settle(id, byId_.at(id));
+bool GroupIds::settleSlice(Steps& steps) {
+  for (;;) {
+    auto const next = looked_ ? moving_.upper_bound(*looked_) : moving_.begin();
+    if (next == moving_.end()) return true;
+    if (!steps.take()) return false;
+    std::uint32_t const id = *next;
+    looked_ = id;
+    settle(id, byId_.at(id));
+  }
 }
 
 bool GroupIds::inForce(GroupId const& group) const {

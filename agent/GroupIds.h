@@ -3,7 +3,8 @@
 //   GroupIds groupIds(ids, groups, maxWidth);
 //   groupIds.groupIs(announced);       // a group may come before its members
 //   groupIds.update(id);               // one of its members was announced
-//   groupIds.settle();                 // once per turn
+//   groupIds.settle();                 // begins to look at those that have a former group
+//   groupIds.settleSlice(steps);
 //
 // A group whose members are not all announced waits here, in no table. A group id that comes again
 // with other contents, or one of whose members does, moves to the group of the new paths; what it
@@ -16,12 +17,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "agent/Groups.h"
 #include "agent/Ids.h"
+#include "agent/Steps.h"
 
 namespace OrviaL3Agent {
 
@@ -64,8 +67,10 @@ class GroupIds {
   void groupDel(std::uint32_t id);
   // A member's contents may have changed.
   void update(std::uint32_t id);
-  // Lets go of former groups where the new one is in force.
-  void settle();
+  // Lets go of former groups where the new one is in force: begins, and goes on. Returns whether
+  // all have been looked at.
+  void settle() { looked_.reset(); }
+  [[nodiscard]] bool settleSlice(Steps& steps);
 
   // Whether the hardware leads packets over this group, be it over the one before.
   [[nodiscard]] bool inForce(GroupId const& group) const;
@@ -87,7 +92,8 @@ class GroupIds {
   Groups& groups_;
   std::uint32_t maxWidth_;
   std::map<std::uint32_t, GroupId> byId_;
-  std::set<std::uint32_t> moving_;  // that have a former group
+  std::set<std::uint32_t> moving_;       // that have a former group
+  std::optional<std::uint32_t> looked_;  // the last of these that was looked at
   Counts counts_;
   Scaling scaling_;
 };

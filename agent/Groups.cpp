@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -109,6 +108,7 @@ void Groups::remove(Group& group) {
   byNumber_.erase(group.number);
   notPlaced_.erase(group.number);
   refused_.erase(group.number);
+  missingRows_.erase(group.number);
   if (group.handle) ++freed_;
   release(group);
   numbers_.giveBack(group.number);
@@ -136,22 +136,41 @@ void Groups::interfaceIs(std::uint32_t interface, bool up) {
   } else {
     downSince_.emplace(interface, sinceNow());
   }
-  std::set<std::uint32_t> affected;
+  Repair repair;
+  repair.up = up;
+  std::vector<std::uint32_t>& affected = repair.numbers;
   if (auto const found = byInterface_.find(interface); found != byInterface_.end()) {
-    affected = found->second;
+    affected.assign(found->second.begin(), found->second.end());
   }
   // The block in force may be of other paths than those asked for.
-  std::copy(waiting_.begin(), waiting_.end(), std::inserter(affected, affected.end()));
-  for (auto const& [number, tried] : notPlaced_) affected.insert(number);
-  std::uint64_t& counter = up ? counts_.restores : counts_.repairs;
-  for (std::uint32_t const number : affected) {
-    Group& group = *byNumber_.at(number);
-    if (!up) repairInForce(group);
-    bool const hadPlace = group.reason.empty();
-    bool const isSwapped = update(group);
-    if (isSwapped) ++counter;
-    if (isSwapped || (hadPlace && !group.reason.empty())) group.since = sinceNow();
+  affected.insert(affected.end(), waiting_.begin(), waiting_.end());
+  for (auto const& [number, tried] : notPlaced_) affected.push_back(number);
+  std::sort(affected.begin(), affected.end());
+  affected.erase(std::unique(affected.begin(), affected.end()), affected.end());
+  repairs_.push_back(std::move(repair));
+}
+
+bool Groups::repairSlice(Steps& steps) {
+  while (!repairs_.empty()) {
+    if (!steps.take()) return false;
+    Repair& first = repairs_.front();
+    if (first.next == first.numbers.size()) {
+      repairs_.pop_front();
+      continue;
+    }
+    // One that is not there any longer, or somebody else by now, has the paths that it is to have.
+    auto const found = byNumber_.find(first.numbers[first.next++]);
+    if (found != byNumber_.end()) repair(*found->second, first.up);
   }
+  return true;
+}
+
+void Groups::repair(Group& group, bool up) {
+  if (!up) repairInForce(group);
+  bool const hadPlace = group.reason.empty();
+  bool const isSwapped = update(group);
+  if (isSwapped) ++(up ? counts_.restores : counts_.repairs);
+  if (isSwapped || (hadPlace && !group.reason.empty())) group.since = sinceNow();
 }
 
 void Groups::repairInForce(Group& group) {
@@ -243,7 +262,7 @@ void Groups::answered(std::uint32_t number, Asic::HwTable::EntryState answer) {
   auto const found = byNumber_.find(number);
   if (found == byNumber_.end()) return;
   if (answer != Asic::HwTable::success()) {
-    refused_.insert(number);
+    refused_.add(number);
     found->second->since = sinceNow();
     return;
   }
@@ -284,7 +303,15 @@ Asic::Index Groups::row(Group const& group) const {
 
 std::size_t Groups::missingMemberRows(Group const& group) const {
   if (!group.chain.block || !group.chain.block->isProgrammed()) return 0;
-  return hardware_.memberRowsNotTaken(group.chain.block->hwEntryIndex().value(), group.chain.width);
+  std::uint32_t const first = group.chain.block->hwEntryIndex().value();
+  // What becomes of a write is settled with the call.
+  std::uint64_t const calls = hardware_.memberCalls();
+  MissingRows& known = missingRows_[group.number];
+  if (known.calls != calls || known.first != first || known.width != group.chain.width) {
+    std::size_t const missing = hardware_.memberRowsNotTaken(first, group.chain.width);
+    known = {calls, first, group.chain.width, missing};
+  }
+  return known.missing;
 }
 
 std::size_t Groups::holders(Group const& group) const {
@@ -410,33 +437,35 @@ void Groups::retry(Group const& group, bool unanswered) {
   }
 }
 
-void Groups::retryAll(bool unanswered) {
-  std::vector<Use> tried;
-  if (unanswered) {
-    for (auto const& [paths, use] : uses_) tried.push_back(use.lock());
-    refused_.clear();
-  } else {
-    for (std::uint32_t const number : std::exchange(refused_, {})) {
-      tried.push_back(uses_.at(byNumber_.at(number)->paths).lock());
-    }
+bool Groups::retrySlice(Steps& steps) {
+  while (steps.take()) {
+    bool const unanswered = refused_.isAll();
+    std::optional<std::uint32_t> const number = refused_.next(byNumber_);
+    if (!number) return true;
+    if (Use const use = uses_.at(byNumber_.at(*number)->paths).lock()) retry(*use, unanswered);
   }
-  std::sort(tried.begin(), tried.end(),
-            [](Use const& a, Use const& b) { return a->number < b->number; });
-  for (Use const& use : tried) retry(*use, unanswered);
+  return false;
 }
 
 void Groups::retryNotPlaced() {
-  std::vector<std::uint32_t> candidates;
+  notPlacedTried_.clear();
   for (auto const& [number, tried] : notPlaced_) {
-    if (tried != freed_) candidates.push_back(number);
+    if (tried != freed_) notPlacedTried_.push_back(number);
   }
-  for (std::uint32_t const number : candidates) {
+  std::reverse(notPlacedTried_.begin(), notPlacedTried_.end());
+}
+
+bool Groups::retryNotPlacedSlice(Steps& steps) {
+  for (; !notPlacedTried_.empty() && steps.take();) {
+    std::uint32_t const number = notPlacedTried_.back();
+    notPlacedTried_.pop_back();
     auto const failed = notPlaced_.find(number);
     if (failed == notPlaced_.end()) continue;
     failed->second = freed_;
     Group& group = *byNumber_.at(number);
     if (mayFit(group, room())) update(group);
   }
+  return notPlacedTried_.empty();
 }
 
 Groups::Room Groups::room() const {

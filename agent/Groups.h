@@ -20,12 +20,16 @@
 // whoever catches it there calls noRoom(), which takes back what could not be placed. retryAll()
 // tries such groups again, and what the hardware refused.
 //
+// What concerns many groups at once, an interface or a retry, is begun by one call and done by
+// others, a slice at a time, group by group in ascending order of their numbers.
+//
 // Threading: the loop's thread. Ownership: uses are counted; those that outlive this object, or its
 // end() below, let go of what they have and leave the tables alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -38,8 +42,10 @@
 #include "agent/EcmpNextHops.h"
 #include "agent/Hardware.h"
 #include "agent/Paths.h"
+#include "agent/RetryQueue.h"
 #include "agent/RowPool.h"
 #include "agent/Since.h"
+#include "agent/Steps.h"
 
 namespace OrviaL3Agent {
 
@@ -103,9 +109,12 @@ class Groups {
   // the other one does.
   void change(Use& held, Use& former, Paths const& paths);
 
-  // An interface failed or returned: every group with a path over it goes without that path, or
-  // with it again, within this call. A group that has no other path keeps those that it has.
+  // An interface failed or returned: every group with a path over it is to go without that path, or
+  // with it again. A group that has no other path keeps those that it has.
   void interfaceIs(std::uint32_t interface, bool up);
+  // Does it, for one interface after the other. Returns whether it is over.
+  [[nodiscard]] bool repairSlice(Steps& steps);
+  [[nodiscard]] bool isRepairing() const { return !repairs_.empty(); }
   [[nodiscard]] std::set<std::uint32_t> const& downInterfaces() const { return down_; }
   // Nothing for an interface that is not down.
   [[nodiscard]] std::optional<Since> downSince(std::uint32_t interface) const;
@@ -116,9 +125,13 @@ class Groups {
   // Tries once more, now: places what had no room, writes again what the hardware refused, and with
   // `unanswered` also what it did not answer, and member rows that did not take their write.
   void retry(Group const& group, bool unanswered);
-  void retryAll(bool unanswered);
+  // The same for what the hardware refused, and with `unanswered` for all. Returns whether it is
+  // over.
+  void retryAll(bool unanswered) { refused_.begin(unanswered); }
+  [[nodiscard]] bool retrySlice(Steps& steps);
   // Tries those that had no room and may have it now.
   void retryNotPlaced();
+  [[nodiscard]] bool retryNotPlacedSlice(Steps& steps);
 
   [[nodiscard]] State state(Group const& group) const;
   // Whether the hardware leads packets over this group, be it over the block before.
@@ -143,6 +156,19 @@ class Groups {
   struct Link {
     Groups* owner;
   };
+  // The groups, of those that are left, that an interface concerns.
+  struct Repair {
+    bool up = false;
+    std::vector<std::uint32_t> numbers;
+    std::size_t next = 0;
+  };
+  // An answer of missingMemberRows(), and what it was about.
+  struct MissingRows {
+    std::uint64_t calls = 0;  // of the member rows' hardware, by then
+    std::uint32_t first = 0;
+    std::uint16_t width = 0;  // 0: there is none
+    std::size_t missing = 0;
+  };
   // What the tables have free.
   struct Room {
     std::uint32_t nextHops = 0, run = 0, groups = 0;
@@ -158,6 +184,7 @@ class Groups {
   // Where the block in force is not the one that the group is to have, takes the failed interfaces
   // out of it as well.
   void repairInForce(Group& group);
+  void repair(Group& group, bool up);
   void tryToPlace(Group& group, Paths const& paths);
   void place(Group& group, Paths const& paths, char const*& tableInUse);
   void commit(Group& group, Chain chain);
@@ -188,7 +215,11 @@ class Groups {
   std::map<std::uint32_t, Since> downSince_;          // of these
   std::map<std::uint32_t, std::uint64_t> notPlaced_;  // by number, and `freed_` at the last attempt
   std::set<std::uint32_t> waiting_;                   // numbers whose latest record is not accepted
-  std::set<std::uint32_t> refused_;                   // numbers, some since accepted
+  std::vector<std::uint32_t> notPlacedTried_;  // numbers that the pass is to come to, last first
+  std::deque<Repair> repairs_;                 // in the order in which they came
+  RetryQueue<std::uint32_t> refused_;          // numbers, some since accepted
+  // By number. Routes of one group ask the same over and over.
+  mutable std::map<std::uint32_t, MissingRows> missingRows_;
   // Counts what gave rows back that it had for good. What a failed attempt gives back is not
   // counted: to try again for that would never end.
   std::uint64_t freed_ = 0;

@@ -59,6 +59,18 @@ std::uint64_t Hardware::calls() const {
   return sum([](auto const& window) { return window.counts().writes + window.counts().deletes; });
 }
 
+std::uint64_t Hardware::activity() const {
+  return calls() + sum([](auto const& window) {
+           SoftAsic::Counts const& counts = window.counts();
+           return counts.deleteAlls + counts.accepted + counts.refused + counts.repeated;
+         });
+}
+
+std::uint64_t Hardware::memberCalls() const {
+  SoftAsic::Counts const& counts = device_.members().counts();
+  return counts.writes + counts.deletes + counts.deleteAlls;
+}
+
 std::uint64_t Hardware::rowsInForce() const {
   return sum([](auto const& window) { return rowsInForce(window); });
 }

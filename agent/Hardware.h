@@ -75,6 +75,11 @@ class Hardware final : public EventLoop::Source {
   // Calls of all tables so far.
   [[nodiscard]] std::uint64_t deletes() const;
   [[nodiscard]] std::uint64_t calls() const;
+  // The same with answers and refills: as long as it stays, no row has changed, nor what is known
+  // of one.
+  [[nodiscard]] std::uint64_t activity() const;
+  // Calls that member rows have had so far.
+  [[nodiscard]] std::uint64_t memberCalls() const;
   // The rows of all tables that hold something.
   [[nodiscard]] std::uint64_t rowsInForce() const;
 

@@ -120,7 +120,7 @@ void IngressNextHops::place(Hop& hop) {
   hop.obstacle = result.obstacle;
   if (hop.obstacle != Obstacle::none) {
     ++counts_.notPlaced;
-    failed_.insert(hop.identity);
+    failed_.add(hop.identity);
     return;
   }
   hop.parts = std::move(result.parts);
@@ -139,7 +139,7 @@ void IngressNextHops::place(Hop& hop) {
 }
 
 void IngressNextHops::refused(Identity const& identity) {
-  failed_.insert(identity);
+  failed_.add(identity);
   if (auto const found = live_.find(identity); found != live_.end()) {
     found->second->since = sinceNow();
   }
@@ -178,17 +178,14 @@ void IngressNextHops::retry(Identity const& identity) {
   retry(*use, false);
 }
 
-void IngressNextHops::retryAll(bool unanswered) {
-  std::vector<Use> tried;
-  if (unanswered) {
-    for (auto const& [identity, use] : uses_) tried.push_back(use.lock());
-    failed_.clear();
-  } else {
-    for (Identity const& identity : std::exchange(failed_, {})) {
-      tried.push_back(uses_.at(identity).lock());
-    }
+bool IngressNextHops::retrySlice(Steps& steps) {
+  while (steps.take()) {
+    bool const unanswered = failed_.isAll();
+    std::optional<Identity> const identity = failed_.next(live_);
+    if (!identity) return true;
+    if (Use const use = uses_.at(*identity).lock()) retry(*use, unanswered);
   }
-  for (Use const& use : tried) retry(*use, unanswered);
+  return false;
 }
 
 NextHopState IngressNextHops::state(Hop const& hop) const {

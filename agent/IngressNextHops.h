@@ -33,8 +33,10 @@
 #include "agent/NextHopParts.h"
 #include "agent/NextHopState.h"
 #include "agent/OperationTime.h"
+#include "agent/RetryQueue.h"
 #include "agent/RowKey.h"
 #include "agent/Since.h"
+#include "agent/Steps.h"
 #include "plugins/soft-asic/RowOwner.h"
 
 namespace OrviaL3Agent {
@@ -86,7 +88,9 @@ class IngressNextHops {
   void retry(Hop const& hop, bool unanswered);
   // The same for the next hop of an identity, if there is one, without what was not answered.
   void retry(Identity const& identity);
-  void retryAll(bool unanswered);
+  // The same for what failed, and with `unanswered` for all. Returns whether it is over.
+  void retryAll(bool unanswered) { failed_.begin(unanswered); }
+  [[nodiscard]] bool retrySlice(Steps& steps);
 
   [[nodiscard]] NextHopState state(Hop const& hop) const;
   // Whether the hardware leads packets this way.
@@ -101,6 +105,8 @@ class IngressNextHops {
   // By ascending identity.
   [[nodiscard]] std::map<Identity, Hop*> const& hops() const { return live_; }
   [[nodiscard]] NextHopCounts const& counts() const { return counts_; }
+  // The rows that there are for them.
+  [[nodiscard]] RowKey::Rows const& rows() const { return *rows_; }
   [[nodiscard]] OperationTime const& commitTime() const { return commitTime_; }
   [[nodiscard]] OperationTime const& removeTime() const { return removeTime_; }
 
@@ -128,7 +134,7 @@ class IngressNextHops {
   std::map<Identity, Use> held_;  // from before a restart, not used since
   std::vector<Vek::Ptr<RowKey>> strangers_;
   Held heldCounts_;
-  std::set<Identity> failed_;  // that were refused or met an obstacle, some since mended
+  RetryQueue<Identity> failed_;  // that were refused or met an obstacle, some since mended
   NextHopCounts counts_;
   OperationTime commitTime_;
   OperationTime removeTime_;

@@ -3,7 +3,6 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
-#include <set>
 #include <utility>
 #include <variant>
 
@@ -71,7 +70,8 @@ Mapping::Mapping(Tables tables, NextHopParts& parts, Hardware const& hardware,
       groups_(tables_.groups, tables_.members, ecmp_, hardware),
       ids_([this](std::uint32_t id) { groupEnds(id); }),
       groupIds_(ids_, groups_, maxWidth),
-      routes_(ids_, groupIds_, ingress_, groups_, maxWidth) {}
+      routes_(ids_, groupIds_, ingress_, groups_, maxWidth),
+      changes_(ids_, groupIds_, routes_, ingress_) {}
 
 Mapping::~Mapping() {
   // Everybody lets go, and nothing is removed for that.
@@ -84,15 +84,46 @@ Mapping::~Mapping() {
 void Mapping::groupEnds(std::uint32_t id) {
   groupIds_.groupDel(id);
   // Groups that named it may go on once the id is a next hop, and wait for that now.
-  Ids::Id const* const named = ids_.find(id);
-  if (named == nullptr) return;
-  for (std::uint32_t const group : std::set<std::uint32_t>(named->groups)) {
-    if (groupIds_.find(group) != nullptr) groupIds_.update(group);
-  }
+  changes_.groupEnds(id);
 }
 
 void Mapping::messageIs(Fpm::Message const& message) {
-  std::visit(Dispatch{*this}, message.content);
+  if (isBehind()) {
+    wait(message);
+  } else {
+    begin(&message);
+  }
+}
+
+void Mapping::frameEnds() {
+  if (isBehind()) {
+    wait(std::nullopt);
+  } else {
+    begin(nullptr);
+  }
+}
+
+void Mapping::wait(std::optional<Fpm::Message> const& message) {
+  pending_.push_back(message);
+  if (sliceTime_) return;
+  Steps all = steps();
+  work(all);
+}
+
+void Mapping::begin(Fpm::Message const* message) {
+  handle(message);
+  Steps some = steps();
+  work(some);
+}
+
+// None is the end of a frame.
+void Mapping::handle(Fpm::Message const* message) {
+  ++handled_;
+  if (message != nullptr) {
+    std::visit(Dispatch{*this}, message->content);
+  } else {
+    routes_.frameEnds();
+  }
 }
 
 void Mapping::idIs(std::uint32_t id, Ids::Contents contents, IdCounts* counts) {
@@ -102,34 +133,30 @@ void Mapping::idIs(std::uint32_t id, Ids::Contents contents, IdCounts* counts) {
   if (counts != nullptr) {
     ++(isSame ? counts->repeated : isSameKind ? counts->changed : counts->announced);
   }
-  if (before != nullptr && !isSameKind) {
-    for (RouteKey const& route : before->routes) routes_.keepRows(route);
-  }
-  if (!isSame || before->withdrawn) ids_.contentsIs(id, std::move(contents));
-  auto const* const group = ids_.find(id)->as<Fpm::NextHopGroup>();
-  if (group != nullptr && !isSame) groupIds_.groupIs(Fpm::NextHopGroup(*group));
-  nextHopCounts_.peak = std::max(nextHopCounts_.peak, ids_.nextHops());
-  groupCounts_.peak = std::max(groupCounts_.peak, groupIds_.ids().size());
-  tellUsers(id, isSame);
+  changes_.idIs(id, std::move(contents));
 }
 
-// Said again as it was, an id is a second chance for what failed.
-void Mapping::tellUsers(std::uint32_t id, bool isSame) {
-  // Copies: what these do may bring users and take them.
-  std::set<std::uint32_t> groups = ids_.find(id)->groups;
-  std::set<RouteKey> const routes = ids_.find(id)->routes;
-  if (isSame) {
-    if (auto const* const nextHop = ids_.find(id)->as<Fpm::NextHop>()) {
-      ingress_.retry(identityOf(*nextHop));
-    }
-    if (groupIds_.find(id) != nullptr) groups.insert(id);
+void Mapping::work(Steps& steps) {
+  while (changes_.slice(steps) && routes_.endSlice(steps)) {
+    nextHopCounts_.peak = std::max(nextHopCounts_.peak, ids_.nextHops());
+    groupCounts_.peak = std::max(groupCounts_.peak, groupIds_.ids().size());
+    // What ends with a route may be a group.
+    if (!changes_.isOver()) continue;
+    if (pending_.empty() || !steps.take()) return;
+    std::optional<Fpm::Message> const next = std::move(pending_.front());
+    pending_.pop_front();
+    handle(next ? &*next : nullptr);
   }
-  for (std::uint32_t const group : groups) {
-    if (groupIds_.find(group) != nullptr) groupIds_.update(group);
-  }
-  if (isSame) return;
-  for (RouteKey const& route : routes) routes_.update(route);
 }
+
+void Mapping::interfaceIs(std::uint32_t interface, bool up) {
+  ++handled_;
+  groups_.interfaceIs(interface, up);
+  Steps some = steps();
+  repairSlice(some);
+}
+
+void Mapping::repairSlice(Steps& steps) { (void)groups_.repairSlice(steps); }
 
 std::vector<Mapping::Kept> Mapping::kept() const {
   std::vector<Kept> kept;
@@ -158,6 +185,10 @@ void Mapping::mark() {
 }
 
 bool Mapping::markSlice(Deadline const& deadline) {
+  // What the connection before has said comes first.
+  Steps some = steps();
+  work(some);
+  if (isBehind()) return false;
   if (marking_ == Marking::groupIds && markGroupIds(deadline)) marking_ = Marking::routes;
   if (marking_ == Marking::routes && markRoutes(deadline)) marking_ = Marking::ends;
   return marking_ == Marking::ends && endIds(deadline);
@@ -236,27 +267,99 @@ bool Mapping::sweepRoutes(Deadline const& deadline) {
 }
 
 void Mapping::retry(bool unanswered) {
-  // What an answer within these completes may find no room.
-  if (ecmp_.retryAll(unanswered)) groups_.noRoom();
-  ingress_.retryAll(unanswered);
-  groups_.retryAll(unanswered);
-  groups_.retryNotPlaced();
+  if (retry_ != Retry::none && !unanswered) {
+    retriesAgain_ = true;
+    return;
+  }
+  beginRetry(unanswered);
+  Steps some = steps();
+  retrySlice(some);
+}
+
+void Mapping::beginRetry(bool unanswered) {
+  retriesUnanswered_ = unanswered;
+  retriesAgain_ = false;
+  retry_ = Retry::ecmp;
+  ecmp_.retryAll(unanswered);
+}
+
+// One table after the other, each from what has failed by then.
+void Mapping::retrySlice(Steps& steps) {
+  if (retry_ == Retry::ecmp) {
+    // What an answer within these completes may find no room.
+    bool noRoom = false;
+    bool const isOver = ecmp_.retrySlice(steps, noRoom);
+    if (noRoom) groups_.noRoom();
+    if (!isOver) return;
+    retry_ = Retry::ingress;
+    ingress_.retryAll(retriesUnanswered_);
+  }
+  if (retry_ == Retry::ingress) {
+    if (!ingress_.retrySlice(steps)) return;
+    retry_ = Retry::groups;
+    groups_.retryAll(retriesUnanswered_);
+  }
+  if (retry_ == Retry::groups) {
+    if (!groups_.retrySlice(steps)) return;
+    retry_ = Retry::notPlaced;
+    groups_.retryNotPlaced();
+  }
+  if (!groups_.retryNotPlacedSlice(steps)) return;
+  retry_ = Retry::none;
+  if (retriesAgain_) beginRetry(false);
+}
+
+// What has no room in the middle of it is made good, and the rest done.
+template <class Slice>
+void Mapping::doSlice(Steps steps, Slice const& slice) {
+  for (;;) {
+    try {
+      return slice(steps);
+    } catch (Asic::NoRowException const&) {
+      groups_.noRoom();
+      if (sliceTime_) return;
+    }
+  }
 }
 
 void Mapping::settle() {
+  // Packets are lost for as long as a failed interface is not dealt with.
+  if (groups_.isRepairing()) doSlice(steps(), [this](Steps& some) { repairSlice(some); });
+  if (isBehind()) doSlice(steps(), [this](Steps& some) { work(some); });
   settleHolders();
   // What never came into hardware gives its row back without a call.
   std::uint64_t const freed =
       hardware_.deletes() + ingress_.counts().ended + ecmp_.counts().ended + released_;
-  if (freed == freedSeen_) return;
-  freedSeen_ = freed;
-  retry(false);
-  settleHolders();
+  std::uint64_t const more = freed - std::exchange(freedSeen_, freed);
+  if (more > 0 && retry_ == Retry::none) {
+    beginRetry(false);
+  } else if (more > 0) {
+    retriesAgain_ = true;
+  }
+  if (retry_ == Retry::none) return;
+  // While rows come and go, what fails again and again is not written over and over: there are as
+  // many chances as rows that came free.
+  bool const isAsked = retriesUnanswered_;
+  std::size_t const most = isAsked ? Steps::kNoLimit : std::max<std::size_t>(more, kLeastRetries);
+  do {
+    doSlice(Steps(sliceTime_, most), [this](Steps& some) { retrySlice(some); });
+  } while (retry_ != Retry::none && !sliceTime_);
+  if (!sliceTime_) settleHolders();
 }
 
 void Mapping::settleHolders() {
-  groupIds_.settle();
-  routes_.settle();
+  if (!isSettling_) {
+    std::uint64_t const now = activity();
+    if (sliceTime_ && now == settledActivity_) return;
+    settledActivity_ = now;
+    isSettling_ = true;
+    groupIds_.settle();
+    routes_.settle();
+  }
+  Steps forGroups = steps();
+  Steps forRoutes = steps();
+  bool const areGroupsSettled = groupIds_.settleSlice(forGroups);
+  isSettling_ = !routes_.settleSlice(forRoutes) || !areGroupsSettled;
 }
 
 }  // namespace OrviaL3Agent

@@ -3,6 +3,7 @@
 //   Mapping mapping(tables, parts, hardware, options);
 //   mapping.messageIs(message); ... mapping.frameEnds();
 //   mapping.settle();              // at the end of every turn
+//   mapping.sliceTimeIs(time);     // no turn takes long; else all is done at once
 //
 // Next-hop ids, groups and routes are kept as they are announced, and hold what they need: routes
 // hold rows of the ingress table or groups, group ids hold groups, groups hold blocks and rows of
@@ -20,11 +21,20 @@
 // What the hardware refused and what found no room is tried again when it is announced again, when
 // rows are freed, and by retry().
 //
+// One message may concern a hundred thousand routes, as may an interface, a retry or what the
+// hardware has accepted. With a slice time each of these is worked off within that time in every
+// settle(), in the order in which they came, messages one after the other: those that come while
+// one is worked off wait (isBehind(): whoever brings them had better wait himself). The outcome is
+// that of doing all at once, which is what happens without a slice time.
+//
 // Threading: the loop's thread. Ownership: counts the tables; refers to the hardware and the parts,
 // which must outlive it. Its end leaves in the tables what was committed.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -32,10 +42,12 @@
 #include "agent/Deadline.h"
 #include "agent/GroupIds.h"
 #include "agent/Groups.h"
+#include "agent/IdChanges.h"
 #include "agent/Ids.h"
 #include "agent/IngressNextHops.h"
 #include "agent/KeptUses.h"
 #include "agent/Routes.h"
+#include "agent/Steps.h"
 #include "agent/StreamCounts.h"
 
 namespace OrviaL3Agent {
@@ -65,7 +77,19 @@ class Mapping {
   Mapping& operator=(Mapping const&) = delete;
 
   void messageIs(Fpm::Message const& message);
-  void frameEnds() { routes_.frameEnds(); }
+  void frameEnds();
+
+  // See above. Zero is a step at a time.
+  void sliceTimeIs(std::chrono::microseconds time) { sliceTime_ = time; }
+  // Whether a message is being worked off, or waits.
+  [[nodiscard]] bool isBehind() const {
+    return !pending_.empty() || !changes_.isOver() || routes_.isEnding();
+  }
+  // Whether settle() has more to do, whatever happens meanwhile.
+  [[nodiscard]] bool busy() const {
+    return isBehind() || groups_.isRepairing() || retry_ != Retry::none || isSettling_ ||
+           (sliceTime_ && activity() != settledActivity_);
+  }
 
   // A new connection. Until markSlice() says that all is marked, no message may come. Once more
   // before the sweep, for yet another connection: what is stale stays so.
@@ -86,7 +110,7 @@ class Mapping {
   [[nodiscard]] Stale const& swept() const { return swept_; }
 
   // Local repair: groups go without their paths over an interface that is down.
-  void interfaceIs(std::uint32_t interface, bool up) { groups_.interfaceIs(interface, up); }
+  void interfaceIs(std::uint32_t interface, bool up);
   // Tries again what failed, and with `unanswered` also what got no answer.
   void retry(bool unanswered);
   // A table was found full outside of the calls above.
@@ -130,12 +154,26 @@ class Mapping {
   [[nodiscard]] IdCounts const& groupCounts() const { return groupCounts_; }
 
  private:
+  // What a turn tries again at least, as long as something is left to be tried.
+  static constexpr std::size_t kLeastRetries = 16;
+
   struct Dispatch;
 
   void idIs(std::uint32_t id, Ids::Contents contents, IdCounts* counts);
   void groupEnds(std::uint32_t id);
-  void tellUsers(std::uint32_t id, bool isSame);
+  void wait(std::optional<Fpm::Message> const& message);
+  void begin(Fpm::Message const* message);
+  void handle(Fpm::Message const* message);
+  [[nodiscard]] Steps steps() const { return Steps(sliceTime_); }
+  template <class Slice>
+  void doSlice(Steps steps, Slice const& slice);
+  void work(Steps& steps);
+  void repairSlice(Steps& steps);
+  void beginRetry(bool unanswered);
+  void retrySlice(Steps& steps);
   void settleHolders();
+  // As long as it stays, nothing has come into force.
+  [[nodiscard]] std::uint64_t activity() const { return hardware_.activity() + handled_; }
   [[nodiscard]] bool markGroupIds(Deadline const& deadline);
   [[nodiscard]] bool markRoutes(Deadline const& deadline);
   [[nodiscard]] bool endIds(Deadline const& deadline);
@@ -150,6 +188,10 @@ class Mapping {
   Ids ids_;
   GroupIds groupIds_;
   Routes routes_;
+  IdChanges changes_;
+  std::optional<std::chrono::microseconds> sliceTime_;
+  // Messages, and the ends of frames as none, behind the one that is worked off.
+  std::deque<std::optional<Fpm::Message>> pending_;
   IdCounts nextHopCounts_;
   IdCounts groupCounts_;
   KeptUses held_;  // of before the last mark
@@ -158,6 +200,14 @@ class Mapping {
   std::optional<std::uint32_t> lastId_;
   std::optional<RouteKey> lastRoute_;
   Stale swept_;
+  // How far the pass over what failed is, and whether there is to be another one.
+  enum class Retry : std::uint8_t { none, ecmp, ingress, groups, notPlaced } retry_ = Retry::none;
+  bool retriesUnanswered_ = false;
+  bool retriesAgain_ = false;
+  // Whether what was replaced is being looked through, and what had happened when that began.
+  bool isSettling_ = false;
+  std::uint64_t settledActivity_ = 0;
+  std::uint64_t handled_ = 0;
   std::uint64_t freedSeen_ = 0;
   std::uint64_t released_ = 0;
 };

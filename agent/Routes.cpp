@@ -43,12 +43,21 @@ void Routes::routeDel(Fpm::RouteWithdrawal const& withdrawn) {
 }
 
 void Routes::frameEnds() {
-  for (RouteKey const& key : std::exchange(leaving_, {})) {
+  ending_.insert(ending_.end(), leaving_.begin(), leaving_.end());
+  leaving_.clear();
+}
+
+bool Routes::endSlice(Steps& steps) {
+  while (!ending_.empty()) {
+    if (!steps.take()) return false;
+    RouteKey const key = ending_.front();
+    ending_.pop_front();
     auto const found = routes_.find(key);
     if (found == routes_.end() || !found->second.leaving) continue;
     ++counts_.withdrawn;
     erase(key);
   }
+  return true;
 }
 
 void Routes::staleIs(RouteKey const& key, KeptUses& kept) {
@@ -226,14 +235,37 @@ Routes::Target Routes::targetOf(Way const& way) {
   return target;
 }
 
-// One look for all routes that wait for the same.
-void Routes::settle() {
-  std::vector<RouteKey> settled;
-  for (auto const& [target, routes] : moving_) {
-    if (!inForce(routes_.at(*routes.begin()).way)) continue;
-    settled.insert(settled.end(), routes.begin(), routes.end());
+// One look for all routes that wait for the same, and in vain.
+bool Routes::settleSlice(Steps& steps) {
+  for (;;) {
+    std::optional<Moving> const next = nextMoving();
+    if (!next) return true;
+    if (!steps.take()) return false;
+    looked_ = next;
+    RouteKey const key = *next->route;
+    Route& route = routes_.at(key);
+    if (inForce(route.way)) {
+      settle(key, route);
+    } else {
+      looked_->route.reset();
+    }
   }
-  for (RouteKey const& key : settled) settle(key, routes_.at(key));
+}
+
+std::optional<Routes::Moving> Routes::nextMoving() const {
+  auto at = moving_.begin();
+  if (looked_) {
+    at = moving_.lower_bound(looked_->target);
+    if (at != moving_.end() && at->first == looked_->target) {
+      if (looked_->route) {
+        auto const next = at->second.upper_bound(*looked_->route);
+        if (next != at->second.end()) return Moving{at->first, *next};
+      }
+      ++at;
+    }
+  }
+  if (at == moving_.end()) return std::nullopt;
+  return Moving{at->first, *at->second.begin()};
 }
 
 bool Routes::inForce(Way const& way) const {

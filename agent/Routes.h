@@ -3,8 +3,10 @@
 //   Routes routes(ids, groupIds, ingressNextHops, groups, maxWidth);
 //   routes.routeIs(announced);
 //   routes.routeDel(withdrawal); ... routes.frameEnds();
+//   routes.endSlice(steps);            // until no route is leaving, and no other call before that
 //   routes.update(key);                // the id that it names was announced
-//   routes.settle();                   // once per turn
+//   routes.settle();                   // begins to look at those that have a former way
+//   routes.settleSlice(steps);
 //
 // A route points to an id (a next hop, a group or one that drops), or carries paths of its own (one
 // makes a next hop, several a group), or drops. One that names an unknown id waits for it.
@@ -23,6 +25,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -37,6 +40,7 @@
 #include "agent/KeptUses.h"
 #include "agent/PrefixTable.h"
 #include "agent/RouteKey.h"
+#include "agent/Steps.h"
 
 namespace OrviaL3Agent {
 
@@ -97,6 +101,9 @@ class Routes {
   void routeIs(Fpm::Route const& announced);
   void routeDel(Fpm::RouteWithdrawal const& withdrawn);
   void frameEnds();
+  // Removes what the frames that ended have withdrawn. Returns whether it is over.
+  [[nodiscard]] bool endSlice(Steps& steps);
+  [[nodiscard]] bool isEnding() const { return !ending_.empty(); }
 
   // A new connection: the route names nothing any longer. All that it used is added to `kept`.
   void staleIs(RouteKey const& key, KeptUses& kept);
@@ -109,8 +116,10 @@ class Routes {
   void keepRows(RouteKey const& key);
   // The contents of the id that the route names changed.
   void update(RouteKey const& key);
-  // Lets go of former ways where the new one is in force.
-  void settle();
+  // Lets go of former ways where the new one is in force: begins, and goes on. Returns whether all
+  // have been looked at.
+  void settle() { looked_.reset(); }
+  [[nodiscard]] bool settleSlice(Steps& steps);
 
   [[nodiscard]] State state(Route const& route) const;
   // The best route for the address in each table that has one: the longest prefix, and of its
@@ -122,6 +131,12 @@ class Routes {
   [[nodiscard]] GroupIds::Scaling const& scaling() const { return scaling_; }
 
  private:
+  // A route that moves, or a target with all routes that move to it.
+  struct Moving {
+    Target target;
+    std::optional<RouteKey> route;
+  };
+
   void resolve(RouteKey const& key, Route& route);
   [[nodiscard]] Way wayById(std::uint32_t id) const;
   // The paths of a route that carries several, and into the way why there are none.
@@ -129,6 +144,8 @@ class Routes {
   void move(RouteKey const& key, Route& route, Way next);
   void keepRows(Route& route);
   void settle(RouteKey const& key, Route& route);
+  // The one behind the last that was looked at.
+  [[nodiscard]] std::optional<Moving> nextMoving() const;
   void moves(RouteKey const& key, Route& route, std::optional<Target> const& to);
   [[nodiscard]] static Target targetOf(Way const& way);
   [[nodiscard]] bool inForce(Way const& way) const;
@@ -146,10 +163,12 @@ class Routes {
   std::map<RouteKey, Route> routes_;
   // By table, the priorities of each prefix.
   std::map<std::uint32_t, PrefixTable<std::set<std::uint32_t>>> prefixes_;
-  std::vector<RouteKey> leaving_;
+  std::vector<RouteKey> leaving_;  // of the frame that goes on
+  std::deque<RouteKey> ending_;    // of those that ended
   std::size_t stale_ = 0;
   // The routes that have a former way.
   std::map<Target, std::set<RouteKey>> moving_;
+  std::optional<Moving> looked_;  // the last of these that was looked at
   Counts counts_;
   GroupIds::Scaling scaling_;
 };

@@ -15,6 +15,7 @@
 #include "agent/Deadline.h"
 #include "agent/Tracing.h"
 #include "agent/control/ControlServer.h"
+#include "agent/serve/FoundRows.h"
 #include "agent/serve/Io.h"
 #include "agent/serve/Log.h"
 #include "agent/serve/Metrics.h"
@@ -90,8 +91,10 @@ int serveCommand(ServeOptions const& options, TableSource const& source) {
   Tracing const tracing(options);
   Io io;
   StopSignals const signals(io, log);
+  std::optional<FoundRows> const found = foundRows(options);
   Agent agent(options, source);
-  agent.hardware().sliceTimeIs(kAnswerTime);
+  if (found) logRestart(log, *found, agent);
+  agent.sliceTimeIs(kAnswerTime);
   {
     Joined const ioJoined(agent.loop(), io);
     TcpFpmServer stream(io, agent, options, log);
@@ -100,7 +103,9 @@ int serveCommand(ServeOptions const& options, TableSource const& source) {
     std::optional<Control::ControlServer> control;
     std::optional<Joined> controlJoined;
     if (!options.controlPath.empty()) {
-      control.emplace(io, Control::Context{agent, stream}, options.controlPath);
+      Control::Context context{agent, stream};
+      context.log = &log;
+      control.emplace(io, context, options.controlPath);
       controlJoined.emplace(agent.loop(), *control);
       log.info(fmt::format("control socket {}", options.controlPath));
     }

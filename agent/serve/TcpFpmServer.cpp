@@ -183,7 +183,9 @@ void TcpFpmServer::readSlice() {
   StreamCounts& counts = agent_.streamCounts();
   auto const frameEnds = [this] { agent_.frameEnds(); };
   try {
-    for (std::uint32_t i = 0; i < slice_ && !deadline.isOver(); ++i) {
+    // Who is behind with a message is given no further one.
+    Mapping const& mapping = agent_.mapping();
+    for (std::uint32_t i = 0; i < slice_ && !deadline.isOver() && !mapping.isBehind(); ++i) {
       std::optional<Fpm::Message> const message = connection_->next(frameEnds);
       if (!message) break;
       ++counts.messages;

@@ -51,7 +51,7 @@ class LiveAgent {
       : agent_(options, linkedTables()), log_([this](Log::Level level, std::string const& line) {
           lines_.emplace_back(level, line);
         }) {
-    agent_.hardware().sliceTimeIs(std::chrono::milliseconds(1));
+    agent_.sliceTimeIs(std::chrono::milliseconds(1));
     agent_.loop().sourceIs(&io_);
     server_ = std::make_unique<TcpFpmServer>(io_, agent_, options, log_);
     agent_.inputIs(server_.get());
