@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "agent/NextHopParts.h"
 
@@ -268,7 +269,11 @@ void requireDifferentFiles(std::vector<NamedFile> const& files) {
   std::map<std::filesystem::path, std::string> taken;
   for (auto const& [name, file] : files) {
     if (file.empty()) continue;
-    auto const [at, isNew] = taken.emplace(std::filesystem::weakly_canonical(file), name);
+    // A pipe of the shell's is a link to a name that is none.
+    std::error_code error;
+    std::filesystem::path path = std::filesystem::weakly_canonical(file, error);
+    if (error) path = std::filesystem::absolute(file).lexically_normal();
+    auto const [at, isNew] = taken.emplace(std::move(path), name);
     if (!isNew) throw CLI::ValidationError(name, file + " is the file of " + at->second);
   }
 }

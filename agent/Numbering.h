@@ -116,6 +116,9 @@ class Numbering {
     if (auto const found = kept_.find(number); found != kept_.end()) free(found);
   }
   [[nodiscard]] std::size_t kept() const { return kept_.size(); }
+  // How many numbers there are, and those that are not free: in use, kept, or named by hardware.
+  [[nodiscard]] std::uint64_t size() const { return pool_.size(); }
+  [[nodiscard]] std::uint64_t taken() const { return pool_.taken(); }
 
  private:
   using Kept = std::map<std::uint32_t, Key>;

@@ -84,6 +84,8 @@ void ControlClient::startNext() {
   std::string const request = received_.substr(0, end);
   received_.erase(0, end + 1);
   job_ = jobFor(context_, request);
+  // Who waits with a limit must not give up what may have nothing to say for long.
+  if (job_->follows()) tell({{"follows", true}});
 }
 
 void ControlClient::runSlice() {

@@ -27,11 +27,11 @@ constexpr std::size_t kMostClients = 64;
 constexpr std::chrono::milliseconds kPause{200};
 
 // Who has the other end of the socket; nobody when the system does not say.
-std::optional<uid_t> peerOf(ControlClient::Socket& socket) {
+std::optional<ucred> peerOf(ControlClient::Socket& socket) {
   ucred peer{};
   socklen_t size = sizeof peer;
   if (::getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return {};
-  return peer.uid;
+  return peer;
 }
 
 }  // namespace
@@ -98,10 +98,12 @@ class ControlServer::Impl : public std::enable_shared_from_this<ControlServer::I
   }
 
   void clientIs(ControlClient::Socket socket) {
-    std::optional<uid_t> const peer = peerOf(socket);
-    auto const client = std::make_shared<ControlClient>(std::move(socket), context_);
+    std::optional<ucred> const peer = peerOf(socket);
+    Context context = context_;
+    if (peer) context.client = fmt::format("uid {}, pid {}", peer->uid, peer->pid);
+    auto const client = std::make_shared<ControlClient>(std::move(socket), context);
     std::erase_if(clients_, [](auto const& other) { return !other->isOpen(); });
-    if (!peer || (*peer != ::geteuid() && *peer != 0)) {
+    if (!peer || (peer->uid != ::geteuid() && peer->uid != 0)) {
       // Not even one of the clients: it gets this answer if it wants it, and nothing else.
       client->refuse("only the agent's own user and root are listened to");
     } else if (clients_.size() >= kMostClients) {

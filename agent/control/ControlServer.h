@@ -12,6 +12,9 @@
 //   {"row":[1,"programmed"]} {"object":{"name":"memory","value":{}}} {"line":"text"}
 //   {"end":{"exit":0}} or {"end":{"exit":2,"error":"text"}}
 //
+// An answer that has no end, that of `trace follow`, begins with {"follows":true}: silence means
+// nothing from there on.
+//
 // The file has mode 0600, and only the user of this process and root are listened to. A client may
 // send request after request; one at a time is worked on. Every client in turn gets a slice of its
 // job, within a budget for all, and none while its output waits to be read: a client that does not

@@ -1,14 +1,17 @@
 #include "agent/control/Ctl.h"
 
 #include <fmt/format.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <array>
 #include <asio/buffer.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
-#include <asio/write.hpp>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -36,26 +39,39 @@ std::string adviceFor(asio::error_code const& error) {
   return "check the path given by --socket";
 }
 
+// A socket that waits for the agent, and not for ever: one that was stopped listens and reads no
+// more. asio's calls that wait have no limit, so that the system's are used.
 class Connection {
  public:
-  explicit Connection(std::string const& path) : path_(path), socket_(io_) {
-    asio::error_code error;
-    if (path.size() >= sizeof(sockaddr_un::sun_path)) {
-      error = asio::error::name_too_long;
-    } else {
-      socket_.connect(Protocol::endpoint(path), error);
-    }
-    if (error) {
-      throw Unreachable(fmt::format("cannot reach the agent at {}: {}; {}", path, error.message(),
-                                    adviceFor(error)));
+  Connection(std::string const& path, std::chrono::milliseconds timeout)
+      : path_(path), timeout_(timeout), socket_(io_) {
+    if (path.size() >= sizeof(sockaddr_un::sun_path)) unreachable(asio::error::name_too_long);
+    socket_.open(Protocol());
+    // For connect(), which waits while the agent's queue is full, and for send().
+    timeval const limit{static_cast<time_t>(timeout.count() / 1000),
+                        static_cast<suseconds_t>(timeout.count() % 1000 * 1000)};
+    ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    Protocol::endpoint const endpoint(path);
+    while (::connect(socket_.native_handle(), endpoint.data(),
+                     static_cast<socklen_t>(endpoint.size())) != 0) {
+      if (errno == EAGAIN) silent();
+      if (errno != EINTR) unreachable({errno, asio::system_category()});
     }
   }
 
-  void send(std::string const& text) {
-    asio::error_code error;
-    // What the agent has against a request it has said by now.
-    asio::write(socket_, asio::buffer(text), error);
+  void send(std::string_view text) {
+    while (!text.empty()) {
+      ssize_t const size = ::send(socket_.native_handle(), text.data(), text.size(), MSG_NOSIGNAL);
+      if (size < 0 && errno == EINTR) continue;
+      if (size < 0 && errno == EAGAIN) silent();
+      // What the agent has against a request it has said by now.
+      if (size < 0) return;
+      text.remove_prefix(static_cast<std::size_t>(size));
+    }
   }
+
+  // Whatever comes now may take its time.
+  void waitForEver() { timeout_ = {}; }
 
   // The next line; nothing when the agent has closed.
   std::optional<std::string_view> line() {
@@ -71,6 +87,7 @@ class Connection {
       looked = received_.size();
       // Nothing more is here: what was printed is to be seen while this waits.
       std::fflush(stdout);
+      waitForBytes();
       asio::error_code error;
       std::size_t const size = socket_.read_some(asio::buffer(buffer_), error);
       if (error) return std::nullopt;
@@ -81,7 +98,29 @@ class Connection {
   [[nodiscard]] std::string const& path() const { return path_; }
 
  private:
+  void waitForBytes() {
+    int const limit = timeout_.count() == 0 ? -1 : static_cast<int>(timeout_.count());
+    for (;;) {
+      pollfd state{socket_.native_handle(), POLLIN, 0};
+      int const ready = ::poll(&state, 1, limit);
+      if (ready > 0) return;
+      if (ready == 0) silent();
+      if (errno != EINTR) unreachable({errno, asio::system_category()});
+    }
+  }
+  [[noreturn]] void unreachable(asio::error_code const& error) const {
+    throw Unreachable(fmt::format("cannot reach the agent at {}: {}; {}", path_, error.message(),
+                                  adviceFor(error)));
+  }
+  [[noreturn]] void silent() const {
+    throw Unreachable(
+        fmt::format("the agent at {} has said nothing for {} s: is its process stopped? "
+                    "(--timeout SECONDS waits longer)",
+                    path_, std::chrono::duration<double>(timeout_).count()));
+  }
+
   std::string path_;
+  std::chrono::milliseconds timeout_;
   asio::io_context io_{1};
   Protocol::socket socket_;
   std::array<char, 65536> buffer_{};
@@ -102,10 +141,13 @@ std::unique_ptr<Output> outputFor(CtlOptions const& options) {
 }
 
 // What the agent answers to the end. Returns the exit code.
-int answer(Connection& connection, Output& output) {
-  bool hasOutput = false;
+int answer(Connection& connection, Output& output, bool& hasOutput) {
   while (std::optional<std::string_view> const line = connection.line()) {
     Json const message = Json::parse(*line);
+    if (message.contains("follows")) {
+      connection.waitForEver();
+      continue;
+    }
     auto const end = message.find("end");
     if (end == message.end()) {
       output.messageIs(message);
@@ -120,7 +162,6 @@ int answer(Connection& connection, Output& output) {
     fmt::print(stderr, "orvia-l3-agent: {}\n", error->get<std::string>());
     return exitCode;
   }
-  if (hasOutput) output.end();
   throw Unreachable(
       fmt::format("the agent at {} went away before it had said all", connection.path()));
 }
@@ -128,18 +169,22 @@ int answer(Connection& connection, Output& output) {
 }  // namespace
 
 int ctlCommand(CtlOptions const& options) {
+  std::unique_ptr<Output> output;
+  bool hasOutput = false;
   try {
-    std::unique_ptr<Output> const output = outputFor(options);
-    Connection connection(options.socket);
+    output = outputFor(options);
+    Connection connection(options.socket, options.timeout);
     connection.send(Json{{"verb", options.words}, {"json", options.json}}.dump(
                         -1, ' ', false, Json::error_handler_t::replace) +
                     "\n");
-    return answer(connection, *output);
+    return answer(connection, *output, hasOutput);
   } catch (RequestError const& error) {
     std::fflush(stdout);
     fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
     return kExitUsage;
   } catch (Unreachable const& error) {
+    // What came is printed, as far as it goes.
+    if (hasOutput) output->end();
     std::fflush(stdout);
     fmt::print(stderr, "orvia-l3-agent: {}\n", error.what());
     return kExitStreamError;

@@ -14,7 +14,8 @@
 
 namespace OrviaL3Agent::Control {
 
-// The exit code: 0, 1 when the agent cannot be reached or goes away, 2 when the request is wrong.
+// The exit code: 0, 1 when the agent cannot be reached, says nothing for too long or goes away, 2
+// when the request is wrong.
 [[nodiscard]] int ctlCommand(CtlOptions const& options);
 
 }  // namespace OrviaL3Agent::Control

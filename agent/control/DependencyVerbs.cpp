@@ -203,7 +203,9 @@ std::vector<Insight::Who::Row> rowsOf(Agent const& agent, Arguments const& argum
     throw RequestError(fmt::format("who: there is no table \"{}\"; {}", name, kExpected));
   }
   if (!Who::hasRow(agent, asked)) {
-    throw RequestError(fmt::format("who: the {} table has no row {}", name, row));
+    throw RequestError(
+        fmt::format("who: the {} table has no row {}{}", name, row,
+                    name == "group" ? " (`show group N` asks for a group by its number)" : ""));
   }
   return {asked};
 }
@@ -223,13 +225,9 @@ std::unique_ptr<Job> dot(Context const& context, Arguments const& arguments) {
 
 std::vector<Verb> dependencyVerbs() {
   return {
-      {"why", fmt::format("[all | {}]", Insight::Search::kNames),
-       "what an entry needs, down to what is missing, refused or unanswered; without a name, the "
-       "root causes by how many routes each blocks",
-       why},
-      {"who", "[next-hop | member | group] ROW [all]",
-       "who holds a row of the hardware, down to the routes", who},
-      {"dot", "", "groups, blocks, next hops and interfaces as a graph for Graphviz", dot},
+      {"why", "[all | NAME]", "what NAME waits for, down to root causes; or all causes", why},
+      {"who", "[TABLE] ROW [all]", "who holds that row of next-hop, member or group", who},
+      {"dot", "", "what depends on what, as a graph for Graphviz", dot},
   };
 }
 

@@ -30,6 +30,7 @@ namespace OrviaL3Agent {
 
 class Agent;
 class FpmServer;
+class Log;
 
 namespace Control {
 
@@ -91,6 +92,13 @@ struct Context {
   FpmServer& stream;
   // Makes a loop that sleeps look at its jobs; from any thread. The control server sets it.
   std::function<void()> wake = {};
+  // Where it is noted who told the agent to do what; nowhere without.
+  Log const* log = nullptr;
+  // Who asks: "uid 0, pid 4711". The control server sets it.
+  std::string client = {};
+
+  // To be called when it is done.
+  void logDone(std::string const& what) const;
 };
 
 using Arguments = std::vector<std::string>;

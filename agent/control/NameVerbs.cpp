@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "Asic/GenericIndexAllocator.h"
 #include "agent/Agent.h"
@@ -42,7 +43,8 @@ std::unique_ptr<Job> get(Context const& context, Arguments const& arguments) {
 
 std::unique_ptr<Job> set(Context const& context, Arguments const& arguments) {
   requireCount(arguments, 2, 2, "set PATH VALUE");
-  return jobOf([&agent = context.agent, path = arguments[0], value = arguments[1]](Answer& answer) {
+  return jobOf([context, path = arguments[0], value = arguments[1]](Answer& answer) {
+    Agent& agent = context.agent;
     asRequest([&] {
       try {
         setByName(agent.mapping().tables(), {path, value}, kMostCompared);
@@ -52,6 +54,7 @@ std::unique_ptr<Job> set(Context const& context, Arguments const& arguments) {
         throw;
       }
     });
+    context.logDone(fmt::format("set {} {}", path, value));
     answer.object("set", {{"value", withoutLineEnd(asRequest([&] {
                              return gotByName(agent.mapping().tables(), path, kMostCompared);
                            }))}});
@@ -66,12 +69,14 @@ class Listing final : public Job {
       : agent_(context.agent), path_(std::move(path)), next_(first), left_(most) {}
 
   bool runSlice(Answer& answer) override {
-    if (!isBegun_) answer.tableIs("names", {"name", "type", "value", "canBeSet"});
     std::size_t const wanted = std::min(left_, kMostInSlice);
     NamedLines const named = asRequest([&] {
       return linesByName(agent_.mapping().tables(), path_, next_, wanted, kMostCompared);
     });
-    isBegun_ = true;
+    // Not before the name has turned out to be one.
+    if (!std::exchange(isBegun_, true)) {
+      answer.tableIs("names", {"name", "type", "value", "canBeSet"});
+    }
     for (NamedLine const& line : named.lines) {
       answer.row(Json::array({line.name, line.type, line.value, line.canBeSet}));
     }
@@ -119,8 +124,7 @@ std::vector<Verb> nameVerbs() {
   return {
       {"get", "PATH", "the value that a path of names leads to", get},
       {"set", "PATH VALUE", "change a plain value", set},
-      {"ls", "[PATH [FIRST-LAST]]", "what is below a path: attributes, or a collection's elements",
-       list},
+      {"ls", "[PATH [FIRST-LAST]]", "what is below a path: attributes or elements", list},
   };
 }
 

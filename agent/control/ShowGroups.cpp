@@ -6,6 +6,7 @@
 #include "agent/GroupReport.h"
 #include "agent/control/ShowVerbs.h"
 #include "agent/control/Walk.h"
+#include "agent/insight/States.h"
 
 namespace OrviaL3Agent::Control {
 namespace {
@@ -27,22 +28,6 @@ class IdsOfGroups {
   Walk<std::uint32_t> walk_;
   std::map<std::uint32_t, std::vector<std::uint32_t>> ids_;
 };
-
-char const* stateName(Groups::State state) {
-  switch (state) {
-    case Groups::State::programmed:
-      return "programmed";
-    case Groups::State::unanswered:
-      return "unanswered";
-    case Groups::State::parked:
-      return "parked";
-    case Groups::State::refused:
-      return "refused";
-    case Groups::State::notPlaced:
-      break;
-  }
-  return "not placed";
-}
 
 Json rowOf(Asic::Index row) {
   return row == Asic::Index::invalidIndex() ? Json() : Json(row.value());
@@ -79,7 +64,7 @@ class GroupList final : public Job {
     }
     std::size_t const down =
         group.reason.empty() ? group.paths.size() - group.chain.paths.size() : 0;
-    answer.row(Json::array({group.number, stateName(groups.state(group)), rowOf(row),
+    answer.row(Json::array({group.number, Insight::textOf(groups.state(group)), rowOf(row),
                             contents ? Json(contents->ecmpBlockPtr) : Json(),
                             contents ? Json(contents->numPaths) : Json(), group.paths.size(), down,
                             ids, routesOf(group, ids.size(), agent_.mapping()),
@@ -132,13 +117,15 @@ class OneGroup final : public Job {
     // Asked for first: a wrong number costs nothing.
     auto const& groups = agent_.mapping().groups().groups();
     auto const found = groups.find(number_);
-    if (found == groups.end()) throw RequestError(fmt::format("there is no group {}", number_));
+    if (found == groups.end())
+      throw RequestError(fmt::format(
+          "there is no group {} (a group has a number; `who group ROW` asks for a row)", number_));
     if (!ids_.run(agent_.mapping().groupIds(), time)) return false;
     ShownGroup const shown =
         shownGroup(*found->second, ids_.of(number_), agent_.mapping(), agent_.hardware());
     Json group;
     group["group"] = shown.number;
-    group["state"] = stateName(shown.state);
+    group["state"] = Insight::textOf(shown.state);
     group["text"] = stateText(shown);
     group["row"] = orNull(shown.row);
     group["blockRow"] = shown.contents ? Json(shown.contents->ecmpBlockPtr) : Json();
@@ -257,7 +244,8 @@ Verb numberedVerb(std::string const& words, std::string help, std::string what) 
 std::vector<Verb> showGroupVerbs() {
   return {
       plainVerb<GroupList>("show groups", "the groups of the hardware"),
-      numberedVerb<OneGroup>("show group", "a group: its paths, and where its rows lead",
+      numberedVerb<OneGroup>("show group",
+                             "the group of that number: paths, and where its rows lead",
                              "a group's number"),
       numberedVerb<OneBlock>("show block", "the block that covers a row of the member table",
                              "a row of the member table"),

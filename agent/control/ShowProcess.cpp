@@ -85,7 +85,7 @@ std::vector<Verb> showProcessVerbs() {
                  [](Context const&, Answer& answer) { showMemory(answer); }),
       simpleVerb("show stream", "the routing daemon's connection",
                  [](Context const& context, Answer& answer) { showStream(context, answer); }),
-      simpleVerb("show trace", "trace handles with the levels that are on, and the ring file",
+      simpleVerb("show trace", "trace handles, the levels that are on, and the ring file",
                  [](Context const&, Answer& answer) { showTrace(answer); }),
   };
 }

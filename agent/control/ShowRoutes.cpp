@@ -12,29 +12,12 @@
 #include "agent/control/ShowVerbs.h"
 #include "agent/control/Walk.h"
 #include "agent/insight/Causes.h"
+#include "agent/insight/States.h"
 
 namespace OrviaL3Agent::Control {
 namespace {
 
 using Kind = Routes::Way::Kind;
-
-char const* stateName(Routes::State state) {
-  switch (state) {
-    case Routes::State::forwarded:
-      return "forwarded";
-    case Routes::State::drop:
-      return "drop";
-    case Routes::State::unknownId:
-      return "unknown id";
-    case Routes::State::formerWay:
-      return "way before";
-    case Routes::State::notInForce:
-      return "not in hardware";
-    case Routes::State::notPossible:
-      break;
-  }
-  return "not possible";
-}
 
 // What a route points to, in a few words.
 std::string wayName(Mapping const& mapping, Routes::Way const& way) {
@@ -89,7 +72,7 @@ void tellRoute(Answer& answer, Mapping const& mapping, RouteKey const& key,
   Place place = placeOf(mapping, Insight::neededWay(route));
   std::uint32_t const id = route.way.id.id();
   answer.row(Json::array({Fpm::text(key.prefix()), key.table, key.priority,
-                          stateName(mapping.routes().state(route)), route.stale,
+                          Insight::textOf(mapping.routes().state(route)), route.stale,
                           id == 0 ? Json() : Json(id), std::move(place.group), std::move(place.row),
                           way}));
 }
@@ -221,21 +204,6 @@ class NextHopList final : public Job {
   }
 
  private:
-  static char const* stateName(NextHopState state) {
-    switch (state) {
-      case NextHopState::programmed:
-        return "programmed";
-      case NextHopState::unanswered:
-        return "unanswered";
-      case NextHopState::parked:
-        return "parked";
-      case NextHopState::refused:
-        return "refused";
-      case NextHopState::notPlaced:
-        break;
-    }
-    return "not placed";
-  }
   static Json gatewayOf(Identity const& identity) {
     if (!identity.gateway()) return "connected";
     std::ostringstream out;
@@ -246,7 +214,7 @@ class NextHopList final : public Job {
     std::optional<ShownNextHop::Record> const& record = hop.record;
     answer.row(Json::array(
         {table, orNull(hop.row), gatewayOf(hop.identity), hop.identity.interfaceIndex(),
-         hop.identity.onlink(), hop.ids, stateName(hop.state),
+         hop.identity.onlink(), hop.ids, Insight::textOf(hop.state),
          record ? Json(record->fields.destination) : Json(),
          record ? orNull(record->l3Oif1) : Json(), record ? orNull(record->mtuProfilePtr) : Json(),
          record ? Json(record->fields.forwardingType.value()) : Json(), hop.olderInRow,
@@ -262,8 +230,8 @@ class NextHopList final : public Job {
 
 std::vector<Verb> showRouteVerbs() {
   return {
-      {"show routes", "[PREFIX|ADDRESS]",
-       "all routes, those within a prefix, or the best for an address", routesJob},
+      {"show routes", "[PREFIX|ADDRESS]", "all, those within a prefix, or the best for an address",
+       routesJob},
       plainVerb<NextHopList>("show nexthops", "the next hops of routes and of groups"),
   };
 }

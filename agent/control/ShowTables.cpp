@@ -9,6 +9,7 @@
 #include "agent/Agent.h"
 #include "agent/control/ShowVerbs.h"
 #include "agent/control/Walk.h"
+#include "agent/insight/BlockCounts.h"
 
 namespace OrviaL3Agent::Control {
 namespace {
@@ -54,20 +55,19 @@ class Tables final : public Job {
     bool const isDone =
         ingress_.run(mapping.ingress().hops(), time, addTo(ingressTally_, mapping.ingress())) &&
         ecmp_.run(mapping.ecmp().hops(), time, addTo(ecmpTally_, mapping.ecmp())) &&
-        groups_.run(mapping.groups().groups(), time, addTo(groupTally_, mapping.groups()));
+        groups_.run(mapping.groups().groups(), time, [&](auto const&, Groups::Group const* group) {
+          groupTally_.add(mapping.groups().state(*group));
+          blocks_.add(agent_, *group);
+        });
     if (!isDone) return false;
+    blocks_.finish(agent_);
     answer.tableIs("tables", {"table", "entries", "programmed", "unanswered", "parked", "refused",
                               "notPlaced", "rows"});
     AgentOptions const& options = agent_.options();
     tell(answer, "ingress", ingressTally_, options.rows - options.firstIngressRow());
     tell(answer, "ecmp", ecmpTally_, options.firstIngressRow());
-    // Blocks show success when their rows have been handed over: nobody waits for answers, and the
-    // rows that did not take their write are told by group.
-    Groups::MemberTable const& members = *mapping.tables().members;
-    std::size_t const blocks = members.entryBlocks();
-    std::size_t const waiting = members.unresolvedEntryBlocks();
-    answer.row(Json::array({"member", blocks + waiting, blocks, nullptr, waiting, nullptr, nullptr,
-                            options.memberRows}));
+    answer.row(Json::array({"member", blocks_.all(), blocks_.programmed, blocks_.unanswered,
+                            blocks_.parked, blocks_.refused, nullptr, options.memberRows}));
     tell(answer, "group", groupTally_, options.groupRows);
     return true;
   }
@@ -82,6 +82,7 @@ class Tables final : public Job {
   Walk<Identity> ingress_, ecmp_;
   Walk<std::uint32_t> groups_;
   Tally ingressTally_, ecmpTally_, groupTally_;
+  Insight::BlockCounts blocks_;
 };
 
 class Interfaces final : public Job {
@@ -142,6 +143,10 @@ void showAllocators(Agent& agent, Answer& answer) {
     answer.row(Json::array(
         {table, rows.size(), rows.rowsInUse(), rows.rowsFree(), rows.largestFreeRun()}));
   };
+  // Taken one by one: no run of them matters.
+  auto const& keys = mapping.ingress().rows();
+  answer.row(
+      Json::array({"ingress", keys.size(), keys.taken(), keys.size() - keys.taken(), nullptr}));
   tell("ecmp", mapping.ecmp().rows());
   tell("member", *mapping.tables().members->indexAllocator());
   tell("group", *mapping.tables().groups->firstFreeIndexAllocator());

@@ -7,6 +7,7 @@
 
 #include "agent/ShortText.h"
 #include "agent/control/Requests.h"
+#include "agent/serve/Log.h"
 
 namespace OrviaL3Agent::Control {
 namespace {
@@ -72,6 +73,10 @@ std::size_t matching(std::vector<std::string> const& verb, Arguments const& word
 }
 
 }  // namespace
+
+void Context::logDone(std::string const& what) const {
+  if (log != nullptr) log->info(fmt::format("{}, by the control socket ({})", what, client));
+}
 
 std::unique_ptr<Job> jobOf(std::function<void(Answer&)> work) {
   return std::make_unique<OneSlice>(std::move(work));

@@ -22,8 +22,10 @@ FrameFile::FrameFile(std::string const& path) : path_(path), piece_(kPieceSize) 
   std::error_code error;
   std::uintmax_t const size = std::filesystem::file_size(path, error);
   // A directory and a device have no size; neither is a recording.
-  if (error) throw std::system_error(error, "cannot open " + path);
-  size_ = size;
+  std::error_code ignored;
+  isPipe_ = std::filesystem::is_fifo(path, ignored);
+  if (error && !isPipe_) throw std::system_error(error, "cannot open " + path);
+  if (!isPipe_) size_ = size;
   errno = 0;
   file_.open(path, std::ios::binary);
   if (!file_) fail(path, "cannot open");
@@ -34,6 +36,7 @@ bool FrameFile::feedPiece() {
   file_.read(piece_.data(), static_cast<std::streamsize>(piece_.size()));
   if (file_.bad()) fail(path_, "cannot read");
   auto const count = static_cast<std::size_t>(file_.gcount());
+  if (isPipe_) size_ += count;
   reader_.feed(std::as_bytes(std::span(piece_.data(), count)));
   return count > 0;
 }

@@ -15,7 +15,7 @@ char const* textOf(NextHopState state) {
     case NextHopState::notPlaced:
       break;
   }
-  return "not placed";
+  return "not-placed";
 }
 
 char const* textOf(Groups::State state) {
@@ -31,7 +31,7 @@ char const* textOf(Groups::State state) {
     case Groups::State::notPlaced:
       break;
   }
-  return "not placed";
+  return "not-placed";
 }
 
 char const* textOf(Routes::State state) {
@@ -41,15 +41,15 @@ char const* textOf(Routes::State state) {
     case Routes::State::drop:
       return "drop";
     case Routes::State::unknownId:
-      return "unknown id";
+      return "unknown-id";
     case Routes::State::formerWay:
-      return "way before";
+      return "former-way";
     case Routes::State::notInForce:
-      return "not in hardware";
+      return "not-in-force";
     case Routes::State::notPossible:
       break;
   }
-  return "not possible";
+  return "not-possible";
 }
 
 }  // namespace OrviaL3Agent::Insight

@@ -267,7 +267,8 @@ bool Who::scanGroupIds(Slice& slice) {
     ids_.push_back(at->first);
     std::uint32_t const number = (isLatest ? group.group : group.former)->number;
     list(level, Insight::nameOf(Entry(IdName{at->first})),
-         Insight::nameOf(Entry(GroupName{number})), isLatest ? "" : "kept meanwhile");
+         Insight::nameOf(Entry(GroupName{number})),
+         isLatest ? "" : textOf(Routes::State::formerWay));
   }
   if (at != ids.end()) return false;
   endPhase("ids");
@@ -300,8 +301,10 @@ bool Who::scanRoutes(Slice& slice) {
     bool const isLatest = !over.empty();
     if (!isLatest) over = overText(at->second.former);
     if (over.empty()) continue;
-    list(level, Insight::nameOf(Entry(at->first)), std::move(over),
-         isLatest ? textOf(agent_.mapping().routes().state(at->second)) : "kept meanwhile");
+    std::string detail =
+        textOf(isLatest ? agent_.mapping().routes().state(at->second) : Routes::State::formerWay);
+    if (at->second.stale) detail += ", stale";
+    list(level, Insight::nameOf(Entry(at->first)), std::move(over), std::move(detail));
   }
   if (mayHold && at != routes.end()) return false;
   endPhase("routes");

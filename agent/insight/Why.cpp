@@ -13,7 +13,7 @@ namespace {
 using Kind = Cause::Kind;
 
 constexpr char const* kGone = "gone meanwhile";
-constexpr char const* kDrops = "drops, as announced";
+constexpr char const* kDrops = "drop, as announced";
 
 std::string inRow(std::optional<Asic::Index> row) {
   if (!row || *row == Asic::Index::invalidIndex()) return {};
@@ -22,26 +22,22 @@ std::string inRow(std::optional<Asic::Index> row) {
 
 // What stands for a cause that is no entry which has been told by itself.
 std::string causeText(Agent const& agent, Cause const& cause) {
-  std::string const detail = detailOf(agent, cause);
   switch (cause.kind) {
-    case Kind::notProgrammed:
-      return "not programmed";
     case Kind::interfaceDown:
       return "down";
-    case Kind::notAnnounced:
-      return "not announced";
     case Kind::noRoom:
       return "full";
-    case Kind::notPossible:
-      return "not possible: " + detail;
-    case Kind::refused:
-      return "refused: " + detail;
-    case Kind::unanswered:
-      return "unanswered: " + detail;
     case Kind::waiting:
+      return "waits";
+    case Kind::notProgrammed:
+    case Kind::notAnnounced:
+      return textOf(cause.kind);
+    case Kind::notPossible:
+    case Kind::refused:
+    case Kind::unanswered:
       break;
   }
-  return "waits";
+  return fmt::format("{}: {}", textOf(cause.kind), detailOf(agent, cause));
 }
 
 }  // namespace
@@ -104,7 +100,7 @@ class Why::Telling {
     }
     GroupIds::GroupId const* const group = mapping_.groupIds().find(name.id);
     if (group != nullptr) return tellGroupId(name, *group);
-    step_.state = "not announced";
+    step_.state = textOf(Kind::notAnnounced);
     isCause({Kind::notAnnounced, name}, std::nullopt);
   }
 
@@ -182,7 +178,7 @@ class Why::Telling {
       step_.state = "down";
       isCause({Kind::interfaceDown, name}, since);
     } else if (shown && !shown->programmed) {
-      step_.state = "not programmed";
+      step_.state = textOf(Kind::notProgrammed);
       isCause({Kind::notProgrammed, name}, shown->since);
     } else {
       step_.state = shown ? fmt::format("programmed in slot {}", shown->slot) : "not in use";
@@ -194,7 +190,7 @@ class Why::Telling {
     if (!shown) return gone();
     step_.state = fmt::format("programmed in slot {}", shown->slot);
     if (shown->programmed) return;
-    step_.state = "not programmed";
+    step_.state = textOf(Kind::notProgrammed);
     isCause({Kind::notProgrammed, name}, shown->since);
   }
 
@@ -207,14 +203,16 @@ class Why::Telling {
       return found.cause.kind == Kind::interfaceDown;
     });
     Routes::State const state = mapping_.routes().state(route);
-    if (route.stale) return "of a connection before, and not announced again yet";
-    bool const isLed = state == Routes::State::forwarded;
-    if (isLed && causes.empty()) return "programmed";
-    if (isLed && isDownOnly) return "programmed, over an interface that is down";
-    if (isLed || state == Routes::State::formerWay) return "waits, and is led as before meanwhile";
-    if (state == Routes::State::drop) return kDrops;
-    if (route.way.reason.empty()) return textOf(state);
-    return fmt::format("{}: {}", textOf(state), route.way.reason);
+    std::string const word = textOf(state);
+    if (route.stale) return word + ", stale: not announced again yet";
+    if (state == Routes::State::drop) return word + ", as announced";
+    if (state == Routes::State::formerWay) return word + ": led as before until its way is there";
+    if (state == Routes::State::forwarded) {
+      if (causes.empty()) return word;
+      return word + (isDownOnly ? ", over an interface that is down"
+                                : ": its group's rows are in force, and not all as asked for");
+    }
+    return route.way.reason.empty() ? word : word + ": " + route.way.reason;
   }
 
   // Routes and groups have a row each for it.
@@ -244,7 +242,7 @@ class Why::Telling {
     }
     if (group.group) below(GroupName{group.group->number});
     if (group.former) {
-      step_.state += fmt::format(", group {} is kept meanwhile", group.former->number);
+      step_.state += fmt::format(", group {} leads meanwhile: former-way", group.former->number);
     }
   }
 

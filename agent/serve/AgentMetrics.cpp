@@ -6,6 +6,7 @@
 #include <iterator>
 #include <string>
 
+#include "agent/insight/States.h"
 #include "agent/serve/MetricFamilies.h"
 
 namespace OrviaL3Agent {
@@ -14,24 +15,15 @@ namespace {
 using SoftAsic::TableId;
 using Type = MetricFamilies::Type;
 
-constexpr char const* kEntryStates[EntryCounts::kStates] = {"programmed", "unanswered", "parked",
-                                                            "refused", "not-placed"};
-constexpr char const* kRouteStates[EntryCounts::kRouteStates] = {
-    "forwarded", "drop", "unknown-id", "former-way", "not-in-force", "not-possible"};
 constexpr char const* kGroupIdStates[EntryCounts::kGroupIdStates] = {
     "group", "missing-members", "drops", "drops-in-part", "not-possible"};
 
-template <class Counts, std::size_t size>
-void addStates(MetricFamilies& families, char const* table, char const* const (&states)[size],
-               Counts const& counts) {
-  for (std::size_t i = 0; i < size; ++i) {
-    families.add({{"table", table}, {"state", states[i]}}, counts[i]);
+// In the words that everything else says of states.
+void addStates(MetricFamilies& families, char const* table, EntryCounts::States const& counts) {
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    char const* const state = Insight::textOf(static_cast<NextHopState>(i));
+    families.add({{"table", table}, {"state", state}}, counts[i]);
   }
-}
-
-template <class Counts, std::size_t size>
-void addStates(MetricFamilies& families, char const* const (&states)[size], Counts const& counts) {
-  for (std::size_t i = 0; i < size; ++i) families.add({{"state", states[i]}}, counts[i]);
 }
 
 void addEntries(MetricFamilies& families, Agent const& agent, EntryCounts::Result const& counts) {
@@ -39,17 +31,24 @@ void addEntries(MetricFamilies& families, Agent const& agent, EntryCounts::Resul
   families.begin(Type::Gauge, "orvia_l3_entries",
                  "Entries of the hardware tables by state: next hops of routes (ingress), next "
                  "hops of groups (ecmp), groups (group), and blocks of member rows (member).");
-  addStates(families, "ingress", kEntryStates, counts.ingress);
-  addStates(families, "ecmp", kEntryStates, counts.ecmp);
-  addStates(families, "group", kEntryStates, counts.groups);
-  Groups::MemberTable const& members = *mapping.tables().members;
-  families.add({{"table", "member"}, {"state", "programmed"}}, members.entryBlocks());
-  families.add({{"table", "member"}, {"state", "parked"}}, members.unresolvedEntryBlocks());
+  addStates(families, "ingress", counts.ingress);
+  addStates(families, "ecmp", counts.ecmp);
+  addStates(families, "group", counts.groups);
+  for (auto const& [state, count] : {std::pair{NextHopState::programmed, counts.blocks.programmed},
+                                     std::pair{NextHopState::unanswered, counts.blocks.unanswered},
+                                     std::pair{NextHopState::parked, counts.blocks.parked},
+                                     std::pair{NextHopState::refused, counts.blocks.refused}}) {
+    families.add({{"table", "member"}, {"state", Insight::textOf(state)}}, count);
+  }
 
   families.begin(Type::Gauge, "orvia_l3_routes", "Routes by state.");
-  addStates(families, kRouteStates, counts.routes);
+  for (std::size_t i = 0; i < counts.routes.size(); ++i) {
+    families.add({{"state", Insight::textOf(static_cast<Routes::State>(i))}}, counts.routes[i]);
+  }
   families.begin(Type::Gauge, "orvia_l3_group_ids", "Group ids of the stream by state.");
-  addStates(families, kGroupIdStates, counts.groupIds);
+  for (std::size_t i = 0; i < counts.groupIds.size(); ++i) {
+    families.add({{"state", kGroupIdStates[i]}}, counts.groupIds[i]);
+  }
   families.gauge("orvia_l3_next_hop_ids", "Announced ids of single next hops.",
                  mapping.ids().nextHops());
   families.gauge("orvia_l3_unused_next_hop_ids",
@@ -168,8 +167,13 @@ void addAllocators(MetricFamilies& families, Mapping const& mapping) {
       {"member", *mapping.tables().members->indexAllocator()},
       {"group", *mapping.tables().groups->firstFreeIndexAllocator()},
   };
-  families.begin(Type::Gauge, "orvia_l3_allocator_rows",
-                 "Rows of a table whose rows the table chooses, by use.");
+  families.begin(
+      Type::Gauge, "orvia_l3_allocator_rows",
+      "Rows by use: the agent chooses those of the ingress table, the other tables their "
+      "own.");
+  auto const& keys = mapping.ingress().rows();
+  families.add({{"table", "ingress"}, {"use", "in-use"}}, keys.taken());
+  families.add({{"table", "ingress"}, {"use", "free"}}, keys.size() - keys.taken());
   for (Allocator const& allocator : allocators) {
     families.add({{"table", allocator.table}, {"use", "in-use"}}, allocator.rows.rowsInUse());
     families.add({{"table", allocator.table}, {"use", "free"}}, allocator.rows.rowsFree());

@@ -1,4 +1,4 @@
-// What the metrics page shows of an agent. docs/operating.md lists it.
+// What the metrics page shows of an agent. docs/metrics.md lists it.
 //
 //   page.familiesAre(agentMetrics(agent, stream, counts.result(), times));
 //

@@ -58,10 +58,13 @@ bool EntryCounts::countEcmp(Time const& time) {
 
 bool EntryCounts::countGroups(Time const& time) {
   Groups const& groups = agent_.mapping().groups();
-  return walk(groups.groups(), number_, time, [&](Groups::Group const* group) {
+  bool const isDone = walk(groups.groups(), number_, time, [&](Groups::Group const* group) {
     ++result_.groups[indexOf(groups.state(*group))];
     if (groups.missingMemberRows(*group) > 0) ++result_.groupsWithMissingMembers;
+    result_.blocks.add(agent_, *group);
   });
+  if (isDone) result_.blocks.finish(agent_);
+  return isDone;
 }
 
 bool EntryCounts::countGroupIds(Time const& time) {

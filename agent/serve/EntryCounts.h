@@ -19,6 +19,7 @@
 
 #include "agent/Agent.h"
 #include "agent/control/Job.h"
+#include "agent/insight/BlockCounts.h"
 #include "agent/insight/CauseScan.h"
 
 namespace OrviaL3Agent {
@@ -36,6 +37,7 @@ class EntryCounts {
     States ingress{};  // by NextHopState
     States ecmp{};
     States groups{};                                   // by Groups::State
+    Insight::BlockCounts blocks;                       // of member rows
     std::array<std::uint64_t, kRouteStates> routes{};  // by Routes::State
     std::array<std::uint64_t, kGroupIdStates> groupIds{};
     std::uint64_t groupsWithMissingMembers =

@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+#include "agent/serve/ServerEnd.h"
+
 namespace OrviaL3Agent {
 namespace {
 
@@ -119,7 +121,7 @@ class MetricsPage::Collector final : public prometheus::Collectable {
 
 MetricsPage::MetricsPage(Endpoint const& endpoint, std::function<void()> wake,
                          std::chrono::milliseconds limit)
-    : collector_(std::make_shared<Collector>(std::move(wake), limit)) {
+    : address_(endpoint.address), collector_(std::make_shared<Collector>(std::move(wake), limit)) {
   try {
     // Two threads: a scraper that is slow to read does not keep a second one waiting.
     exposer_ = std::make_unique<prometheus::Exposer>(std::vector<std::string>{
@@ -134,7 +136,8 @@ MetricsPage::MetricsPage(Endpoint const& endpoint, std::function<void()> wake,
 MetricsPage::~MetricsPage() {
   // First those that wait, since the server's end waits for them.
   collector_->ends();
-  exposer_.reset();
+  std::uint16_t const at = port();
+  endAtOnce(std::move(exposer_), address_, at);
 }
 
 std::uint16_t MetricsPage::port() const {

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "agent/serve/ServeOptions.h"
@@ -49,6 +50,7 @@ class MetricsPage {
  private:
   class Collector;
 
+  std::string address_;
   std::shared_ptr<Collector> collector_;
   std::unique_ptr<prometheus::Exposer> exposer_;
 };

@@ -43,7 +43,7 @@ constexpr char const* kCtlExamples = R"(Examples:
   orvia-l3-agent ctl why
   orvia-l3-agent ctl interface 3 down
 
-Exit codes: 0 done, 1 the agent cannot be reached, 2 wrong request.
+Exit codes: 0 done, 1 the agent cannot be reached or says nothing, 2 wrong request.
 )";
 
 // Of a loopback address, its text as it was; nothing for any other.
@@ -59,11 +59,13 @@ std::optional<std::uint16_t> portOf(std::string const& text) {
   return static_cast<std::uint16_t>(port);
 }
 
-std::chrono::milliseconds holdOf(double seconds) {
+std::chrono::milliseconds timeOf(std::string const& option, double seconds,
+                                 std::chrono::milliseconds least) {
   constexpr double kMostSeconds = 86400;
-  if (!(seconds >= 0 && seconds <= kMostSeconds)) {
-    throw CLI::ValidationError(
-        "--hold", fmt::format("{} is not a number of seconds from 0 to {}", seconds, kMostSeconds));
+  double const leastSeconds = std::chrono::duration<double>(least).count();
+  if (!(seconds >= leastSeconds && seconds <= kMostSeconds)) {
+    throw CLI::ValidationError(option, fmt::format("{} is not a number of seconds from {} to {}",
+                                                   seconds, leastSeconds, kMostSeconds));
   }
   return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
@@ -103,7 +105,10 @@ void addSockets(CLI::App& serve, ServeOptions& options) {
       ->type_name("[ADDRESS:]PORT");
   serve
       .add_option_function<double>(
-          "--hold", [&options](double seconds) { options.hold = holdOf(seconds); },
+          "--hold",
+          [&options](double seconds) {
+            options.hold = timeOf("--hold", seconds, ServeOptions::kLeastHold);
+          },
           fmt::format("Silence of a connection, in seconds, after which what it has not announced "
                       "again is removed; without one, at the latest {} times as long after the "
                       "beginning [{}]",
@@ -164,6 +169,10 @@ CLI::App* addServe(CLI::App& app, ServeOptions& options) {
   serve->add_flag("--check-forwarding", options.checkForwarding,
                   "Follow every group to its next hops after every hardware call");
   addJournalOption(*serve, options);
+  serve->get_option("--journal")
+      ->description(
+          "Write every hardware call to this file at the end. Until then all are kept in "
+          "memory, more with every call: for tests, not for a service");
   addFaultOptions(*serve, options);
   addHardwareFileOption(*serve, options);
   addToggleOption(*serve, options);
@@ -184,6 +193,15 @@ CLI::App* addCtl(CLI::App& app, CtlOptions& options) {
   ctl->add_option("--socket", options.socket, "Its control socket [" + options.socket + "]")
       ->type_name("PATH")
       ->check(fileName());
+  ctl->add_option_function<double>(
+         "--timeout",
+         [&options](double seconds) {
+           options.timeout = timeOf("--timeout", seconds, std::chrono::milliseconds(0));
+         },
+         fmt::format("Seconds for which the agent may say nothing before it is given up; 0: for "
+                     "ever. `trace follow` waits for ever once it has begun [{}]",
+                     std::chrono::duration<double>(options.timeout).count()))
+      ->type_name("SECONDS");
   ctl->add_flag("--json", options.json, "One JSON document, see docs/schemas");
   ctl->add_flag("--svg", options.svg, "With dot: a picture, made by Graphviz");
   // Not as a positional of the parser, which would take a value such as -5 for an option.

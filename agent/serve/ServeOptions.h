@@ -28,6 +28,10 @@ struct ServeOptions : AgentOptions {
   // is gone, whatever else is said.
   static constexpr int kMostHolds = 20;
 
+  // A shorter silence is none: the pause between two segments would begin the removal, in the
+  // middle of what the daemon says again.
+  static constexpr std::chrono::milliseconds kLeastHold{100};
+
   ServeOptions() { slice = kSlice; }
 
   Endpoint listen{.port = kFpmPort};

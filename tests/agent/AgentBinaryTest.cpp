@@ -1,7 +1,9 @@
 // The program as its user meets it: arguments in, text and exit code out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,25 @@ TEST(AgentBinary, PrintsTheTablesBeforeTheSummary) {
   EXPECT_TRUE(ended.output.starts_with("Next hops of routes\nrow  family  gateway "));
   EXPECT_TRUE(contains(ended.output, "\n6    IPv4    10.0.1.2   2          1    programmed  "));
   EXPECT_TRUE(contains(ended.output, "\n\nReplayed "));
+}
+
+TEST(AgentBinary, ReplaysWhatComesOutOfAPipe) {
+  Ended const piped = shell("bash -c \"'" + agentBinary() + "' replay <(cat " +
+                            stream("forms.0.fpm") + ") --verify\"");
+  EXPECT_EQ(piped.exitCode, 0) << piped.error;
+  EXPECT_TRUE(contains(piped.output, ": 2232 bytes, "));
+  Ended const file = agent("replay " + stream("forms.0.fpm") + " --verify");
+  // What is behind the name and size of the input, but for how long it took.
+  auto const outcome = [](std::string const& output) {
+    std::string kept;
+    std::istringstream lines(output.substr(std::min(output.find("Routes "), output.size())));
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.starts_with("Time ")) kept += line + '\n';
+    }
+    return kept;
+  };
+  EXPECT_EQ(outcome(piped.output), outcome(file.output));
+  EXPECT_TRUE(contains(outcome(file.output), "Routes "));
 }
 
 TEST(AgentBinary, ShowsAParkedTable) {

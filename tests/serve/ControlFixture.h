@@ -33,6 +33,7 @@
 #include "agent/Agent.h"
 #include "agent/control/ControlServer.h"
 #include "agent/serve/FpmServer.h"
+#include "agent/serve/Log.h"
 #include "tests/agent/ParsedStream.h"
 #include "tests/agent/ReplayFixture.h"
 
@@ -134,6 +135,7 @@ struct Answered {
   std::optional<int> exitCode;  // none: the other side went away first
   std::string error;
   std::vector<std::string> lines;
+  bool follows = false;
   Json tables = Json::object();   // by name, arrays of objects
   Json objects = Json::object();  // by name
 
@@ -159,6 +161,8 @@ struct Answered {
       tables.at(table_).push_back(std::move(row));
     } else if (message.contains("object")) {
       objects[message["object"]["name"].get<std::string>()] = message["object"]["value"];
+    } else if (message.contains("follows")) {
+      follows = true;
     } else if (message.contains("line")) {
       lines.push_back(message["line"]);
     } else {
@@ -199,7 +203,9 @@ class ControlFixture : public ::testing::Test {
       agent = std::make_unique<Agent>(options, linkedTables());
       agent->loop().sourceIs(&io);
     }
-    server = std::make_unique<Control::ControlServer>(io, Control::Context{*agent, stream}, path);
+    Control::Context context{*agent, stream};
+    context.log = &log;
+    server = std::make_unique<Control::ControlServer>(io, context, path);
     agent->loop().sourceIs(server.get());
   }
   void stop() {
@@ -270,6 +276,8 @@ class ControlFixture : public ::testing::Test {
   AgentOptions options;
   Io io;
   StandInStream stream;
+  std::vector<std::string> logged;
+  Log const log{[this](Log::Level, std::string const& line) { logged.push_back(line); }};
   std::unique_ptr<Agent> agent;
   std::unique_ptr<Control::ControlServer> server;
   std::string path;

@@ -62,6 +62,10 @@ TEST_F(EntryCountsTest, AreThoseOfTheSummaryWhenTheHardwareRefusesAndLoses) {
   EXPECT_GT(counts.groups[static_cast<std::size_t>(Groups::State::unanswered)], 0U);
   EXPECT_GT(counts.ecmp[static_cast<std::size_t>(NextHopState::refused)], 0U);
   EXPECT_GT(counts.groupsWithMissingMembers, 0U);
+  EXPECT_GT(counts.blocks.unanswered, 0U);
+  EXPECT_EQ(counts.blocks.refused, 0U);
+  EXPECT_EQ(counts.blocks.programmed + counts.blocks.unanswered,
+            replay().mapping().tables().members->entryBlocks());
   EXPECT_GT(counts.causes[static_cast<std::size_t>(Insight::Cause::Kind::refused)], 0U);
   EXPECT_GT(counts.causes[static_cast<std::size_t>(Insight::Cause::Kind::unanswered)], 0U);
   expectAsReported();

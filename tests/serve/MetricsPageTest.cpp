@@ -115,6 +115,23 @@ TEST_F(MetricsPageTest, AScrapeThatWaitsDoesNotHoldUpTheEnd) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, MetricsPage::kLimit);
 }
 
+// The server's threads look up every second or two only.
+TEST_F(MetricsPageTest, EndsAtOnceWhoeverIsConnectedAndSaysNothing) {
+  asio::io_context context;
+  asio::ip::tcp::socket silent(context);
+  asio::ip::tcp::socket half(context);
+  std::chrono::steady_clock::time_point begin;
+  {
+    MetricsPage const page({"127.0.0.1", 0}, [&] { ++wakes; });
+    silent.connect({asio::ip::make_address("127.0.0.1"), page.port()});
+    half.connect({asio::ip::make_address("127.0.0.1"), page.port()});
+    asio::write(half, asio::buffer(std::string("GET /met")));
+    std::this_thread::sleep_for(100ms);
+    begin = std::chrono::steady_clock::now();
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 450ms);
+}
+
 TEST_F(MetricsPageTest, AnAddressThatCannotBeListenedAtIsNamedWithTheReason) {
   MetricsPage const page({"127.0.0.1", 0}, [&] { ++wakes; });
   auto const complaint = [&](Endpoint const& endpoint) -> std::string {

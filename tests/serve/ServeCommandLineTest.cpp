@@ -88,10 +88,10 @@ TEST(ServeCommandLine, RefusesWhatIsNoAddressAndPort) {
 
 TEST(ServeCommandLine, TakesFractionsOfASecond) {
   EXPECT_EQ(serve({"--hold", "0.25"}).hold, std::chrono::milliseconds(250));
-  EXPECT_EQ(serve({"--hold", "0"}).hold, std::chrono::milliseconds(0));
-  for (char const* text : {"-1", "86401", "nan"}) {
+  EXPECT_EQ(serve({"--hold", "0.1"}).hold, ServeOptions::kLeastHold);
+  for (char const* text : {"-1", "0", "0.099", "86401", "nan"}) {
     EXPECT_EQ(complaint({"serve", "--hold", text}),
-              std::string("--hold: ") + text + " is not a number of seconds from 0 to 86400");
+              std::string("--hold: ") + text + " is not a number of seconds from 0.1 to 86400");
   }
 }
 
@@ -173,6 +173,11 @@ TEST(CtlCommandLine, TakesWordsAsTheyAre) {
   // Words that are commands of the program elsewhere.
   EXPECT_EQ(ctl({"ring", "dump"}).words, (Words{"ring", "dump"}));
   EXPECT_EQ(ctl({"show", "catalogue", "replay"}).words, (Words{"show", "catalogue", "replay"}));
+  EXPECT_EQ(ctl({"verbs"}).timeout, std::chrono::seconds(10));
+  EXPECT_EQ(ctl({"--timeout", "0.5", "verbs"}).timeout, std::chrono::milliseconds(500));
+  EXPECT_EQ(ctl({"--timeout", "0", "verbs"}).timeout, std::chrono::milliseconds(0));
+  EXPECT_EQ(complaint({"ctl", "--timeout", "-1", "verbs"}),
+            "--timeout: -1 is not a number of seconds from 0 to 86400");
   EXPECT_EQ(complaint({"ctl"}), "WORD is required");
 }
 

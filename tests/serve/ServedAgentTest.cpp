@@ -101,6 +101,41 @@ TEST(ServedAgent, EndsInTheMiddleOfAStreamAndTheNextOneGoesOn) {
   EXPECT_TRUE(contains(served.output(), ": no difference\n"));
 }
 
+TEST(ServedAgent, SaysWhatItFoundInTheHardwareAndWhatBecameOfIt) {
+  for (bool const isCleared : {true, false}) {
+    RestartFiles const files;
+    files.clearOnRestartIs(isCleared);
+    std::string const options = " --toggles " +
+                                std::filesystem::path(files.toggles()).parent_path().string() +
+                                " --hardware-file " + files.hardware();
+    {
+      ServedAgent served(options);
+      Daemon daemon(served.port());
+      sendAll(daemon, announceRouted(1, 2, "10.0.0.1") + announce(2, 3, "10.0.0.2") +
+                          announceGroup(10, {{1, 0}, {2, 1}}) + announceRoute("10.10.0.0", 16, 10));
+      daemon.close();
+      served.waitForLog("dropped");
+      ASSERT_EQ(served.end(SIGTERM), 0) << served.log();
+      // There was no file, and what is not there is not told.
+      EXPECT_FALSE(contains(served.log(), "from before"));
+    }
+    ServedAgent served(options);
+    served.waitForLog("listening");
+    std::string const log = served.log();
+    EXPECT_TRUE(contains(log, files.hardware() + " holds from before: ingress 1, ecmp 2, member 3, "
+                                                 "group 1 rows"))
+        << log;
+    EXPECT_TRUE(contains(log, "the 1 rows of ingress, 0 of them of nobody known, go on forwarding"))
+        << log;
+    EXPECT_EQ(contains(log, "warning: the rows of ecmp, member and group were cleared"), isCleared)
+        << log;
+    EXPECT_EQ(contains(log, "warning: the rows of ecmp, member and group go on forwarding"),
+              !isCleared)
+        << log;
+    EXPECT_EQ(served.end(SIGTERM), 0);
+  }
+}
+
 TEST(ServedAgent, TakesOverTheHardwareOfTheOneBeforeAndRemovesWhatIsNotSaidAgain) {
   RestartFiles const files;
   files.clearOnRestartIs(false);

@@ -100,8 +100,8 @@ TEST_F(WhoTest, NamesWhatIsHeldForTheTimeBeing) {
   feed(two + routeTo(1));
   faultNow(TableId::ingressNextHops, {.refuseEvery = 1});
   feed(announceRoute("10.0.1.0", 24, 2));
-  EXPECT_EQ(who({"next-hop", "32"}).back(), "3 10.0.1.0/24 metric 20: kept meanwhile");
-  EXPECT_EQ(who({"next-hop", "33"}).back(), "3 10.0.1.0/24 metric 20: way before");
+  EXPECT_EQ(who({"next-hop", "32"}).back(), "3 10.0.1.0/24 metric 20: former-way");
+  EXPECT_EQ(who({"next-hop", "33"}).back(), "3 10.0.1.0/24 metric 20: former-way");
 }
 
 TEST_F(WhoTest, NamesWhatTheResynchronisationHolds) {
@@ -111,7 +111,7 @@ TEST_F(WhoTest, NamesWhatTheResynchronisationHolds) {
   }
   Strings const held{"0 group row 1: 3 paths from member row 0",
                      "1 group 1: programmed, held until the resynchronisation ends",
-                     "3 10.0.100.0/24 metric 20: kept meanwhile"};
+                     "3 10.0.100.0/24 metric 20: former-way, stale"};
   EXPECT_EQ(who({"group", "1"}), held);
   EXPECT_EQ(who({"member", "2"}).at(2), "2 " + held[1].substr(2));
   // Said again, it is held by what says so, and still by the resynchronisation.
@@ -177,7 +177,8 @@ TEST_F(WhoTest, SaysThatARowIsFromBeforeARestart) {
 TEST_F(WhoTest, RefusesWhatIsNoRow) {
   EXPECT_EQ(refused({"who"}), "who: expected ROW, or next-hop, member or group and ROW");
   EXPECT_EQ(refused({"who", "1000"}), "who: no table has a row 1000");
-  EXPECT_EQ(refused({"who", "group", "64"}), "who: the group table has no row 64");
+  EXPECT_EQ(refused({"who", "group", "64"}),
+            "who: the group table has no row 64 (`show group N` asks for a group by its number)");
   EXPECT_THAT(refused({"who", "cat", "1"}), HasSubstr("there is no table \"cat\""));
   EXPECT_THAT(refused({"who", "group", "x"}), HasSubstr("a number was expected, not \"x\""));
   EXPECT_THAT(refused({"who", "group", "1", "2"}), HasSubstr("expected ROW"));

@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "tests/serve/InsightFixture.h"
+#include "tests/serve/WhyFixture.h"
 
 namespace OrviaL3Agent {
 namespace {
@@ -14,40 +14,15 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class WhyTest : public InsightFixture {
- protected:
-  // "not-programmed interface 3", a line each, in order.
-  Strings causes() {
-    Strings texts;
-    Collected const all = ask({"why"});
-    for (Json const& row : all.rows("causes")) {
-      texts.push_back(row["cause"].get<std::string>() + " " + row["entry"].get<std::string>());
-    }
-    return texts;
-  }
-  Strings chain(Strings words) {
-    words.insert(words.begin(), "why");
-    return ask(words).steps("why", "state");
-  }
-
-  // The routing daemon is there once more, and has said nothing yet.
-  void connectAnew() {
-    agent().mapping().mark();
-    while (!agent().mapping().markSlice(Deadline(std::chrono::seconds(1)))) {
-    }
-    settle();
-  }
-
-  Bytes const two = announce(1, 2, "10.0.1.2") + announce(2, 3, "10.0.2.2");
-};
+class WhyTest : public WhyFixture {};
 
 TEST_F(WhyTest, SaysThatAnEntryIsProgrammed) {
   feed(two + announceGroup(100, {{1, 0}, {2, 0}}) + routeTo(100) + routeTo(1));
   EXPECT_THAT(
       chain({"10.0.100.0/24"}),
-      ElementsAre("0 10.0.100.0/24 metric 20: programmed", "1 id 100: announced",
+      ElementsAre("0 10.0.100.0/24 metric 20: forwarded", "1 id 100: announced",
                   "2 group 1: programmed in row 1", "3 block 0: programmed, 2 rows, 2 next hops"));
-  EXPECT_THAT(chain({"10.0.1.77"}), ElementsAre("0 10.0.1.0/24 metric 20: programmed",
+  EXPECT_THAT(chain({"10.0.1.77"}), ElementsAre("0 10.0.1.0/24 metric 20: forwarded",
                                                 "1 nexthop 10.0.1.2@2: programmed in row 32"));
   EXPECT_TRUE(causes().empty());
 }
@@ -56,9 +31,9 @@ TEST_F(WhyTest, FollowsARouteDownToAnInterfaceThatIsNeverProgrammed) {
   options.interfaceDelay.reset();
   feed(announceRouted(1, 7, "10.0.1.2"));
   Collected const why = ask({"why", "10.0.1.0/24"});
-  EXPECT_THAT(why.steps("why", "state"), ElementsAre("0 10.0.1.0/24 metric 20: not in hardware",
+  EXPECT_THAT(why.steps("why", "state"), ElementsAre("0 10.0.1.0/24 metric 20: not-in-force",
                                                      "1 nexthop 10.0.1.2@7: parked in row 32",
-                                                     "2 interface 7: not programmed"));
+                                                     "2 interface 7: not-programmed"));
   Json const& root = why.row("why", "interface 7");
   EXPECT_EQ(root["cause"], "not-programmed");
   EXPECT_EQ(root["routes"], 1);
@@ -100,7 +75,7 @@ TEST_F(WhyTest, FindsTheMtuProfileThatIsMissing) {
   options.mtuDelay.reset();
   feed(announceRouted(1, 7, "10.0.1.2"));
   EXPECT_THAT(chain({"10.0.1.0/24"}),
-              ElementsAre(StartsWith("0 "), StartsWith("1 "), "2 mtu 1500: not programmed"));
+              ElementsAre(StartsWith("0 "), StartsWith("1 "), "2 mtu 1500: not-programmed"));
 }
 
 TEST_F(WhyTest, FindsTheRowsOfABlockThatWereRefused) {
@@ -109,7 +84,7 @@ TEST_F(WhyTest, FindsTheRowsOfABlockThatWereRefused) {
   Collected const why = ask({"why", "10.0.100.0/24"});
   EXPECT_THAT(
       why.steps("why", "state"),
-      ElementsAre("0 10.0.100.0/24 metric 20: not in hardware", "1 id 100: announced",
+      ElementsAre("0 10.0.100.0/24 metric 20: not-in-force", "1 id 100: announced",
                   "2 group 1: programmed in row 1", "3 block 0: refused: 1 of 2 rows from 0"));
   Json const& root = why.row("why", "block 0");
   EXPECT_EQ(root["cause"], "refused");
@@ -159,8 +134,8 @@ TEST_F(WhyTest, NamesIdsThatWereNeverAnnounced) {
   EXPECT_THAT(
       chain({"10.0.100.0/24"}),
       ElementsAre(StartsWith("0 10.0.100.0/24"),
-                  "1 id 100: waits for 1 of 2 members to be announced", "2 id 9: not announced"));
-  EXPECT_THAT(chain({"id", "50"}), ElementsAre("0 id 50: not announced"));
+                  "1 id 100: waits for 1 of 2 members to be announced", "2 id 9: not-announced"));
+  EXPECT_THAT(chain({"id", "50"}), ElementsAre("0 id 50: not-announced"));
   EXPECT_THAT(causes(), ElementsAre("not-announced id 9", "not-announced id 50"));
   EXPECT_EQ(ask({"why"}).row("causes", "id 9")["groupIds"], 1);
 }
@@ -169,11 +144,11 @@ TEST_F(WhyTest, SaysWhatIsNotPossible) {
   feed(two + announceBlackhole(3) + announceGroup(100, {{1, 0}, {2, 0}}) +
        announceGroup(101, {{100, 0}, {1, 0}}) + routeTo(101) +
        announceGroup(102, {{1, 0}, {3, 0}}) + routeTo(102));
-  EXPECT_THAT(chain({"id", "101"}), ElementsAre("0 id 101: not possible: member 100 is a group"));
+  EXPECT_THAT(chain({"id", "101"}), ElementsAre("0 id 101: not-possible: member 100 is a group"));
   EXPECT_THAT(chain({"id", "102"}),
-              ElementsAre("0 id 102: not possible: drops over members 3, which no row says"));
+              ElementsAre("0 id 102: not-possible: drops over members 3, which no row says"));
   EXPECT_THAT(causes(), ElementsAre("not-possible id 101", "not-possible id 102"));
-  EXPECT_EQ(chain({"id", "3"}), Strings{"0 id 3: drops, as announced"});
+  EXPECT_EQ(chain({"id", "3"}), Strings{"0 id 3: drop, as announced"});
 }
 
 TEST_F(WhyTest, TellsADownInterfaceFromOneThatIsMissing) {
@@ -189,7 +164,7 @@ TEST_F(WhyTest, TellsADownInterfaceFromOneThatIsMissing) {
   EXPECT_EQ(down["groups"], 1);
   EXPECT_EQ(down["nextHops"], 1);
   EXPECT_THAT(chain({"10.0.1.0/24"}),
-              ElementsAre("0 10.0.1.0/24 metric 20: programmed, over an interface that is down",
+              ElementsAre("0 10.0.1.0/24 metric 20: forwarded, over an interface that is down",
                           "1 nexthop 10.0.1.2@2: programmed in row 32", "2 interface 2: down"));
   EXPECT_THAT(chain({"group", "1"}),
               ElementsAre("0 group 1: programmed in row 1, without its paths over interface 2",
@@ -236,38 +211,7 @@ TEST_F(WhyTest, CountsRoutesThatAreLedAsBeforeByThemselves) {
   EXPECT_EQ(row["routes"], 0);
   EXPECT_EQ(row["kept"], 1);
   EXPECT_EQ(chain({"10.0.1.0/24"}).front(),
-            "0 10.0.1.0/24 metric 20: waits, and is led as before meanwhile");
-}
-
-TEST_F(WhyTest, TakesNoRouteOfAConnectionBeforeForACause) {
-  feed(two + announceGroup(100, {{1, 0}, {2, 0}}) + routeTo(100) + routeTo(1) + routeTo(77));
-  ASSERT_THAT(causes(), ElementsAre("not-announced id 77"));
-  connectAnew();
-  ASSERT_EQ(agent().mapping().routes().stale(), 3U);
-  // Not even the one that nothing leads: it waits for the daemon and for no entry.
-  EXPECT_TRUE(causes().empty());
-  constexpr char const* stale = " metric 20: of a connection before, and not announced again yet";
-  EXPECT_THAT(chain({"10.0.1.0/24"}), ElementsAre(std::string("0 10.0.1.0/24") + stale,
-                                                  "1 nexthop 10.0.1.2@2: programmed in row 32"));
-  EXPECT_THAT(chain({"10.0.100.0/24"}),
-              ElementsAre(std::string("0 10.0.100.0/24") + stale, "1 group 1: programmed in row 1",
-                          "2 block 0: programmed, 2 rows, 2 next hops"));
-  EXPECT_THAT(chain({"10.0.77.0/24"}), ElementsAre(std::string("0 10.0.77.0/24") + stale));
-  feed(routeTo(77));
-  EXPECT_THAT(causes(), ElementsAre("not-announced id 77"));
-}
-
-TEST_F(WhyTest, SaysWhatIsMissingOfTheRowsThatLeadAStaleRoute) {
-  feed(two + announceGroup(100, {{1, 0}, {2, 0}}) + routeTo(100) + routeTo(1));
-  connectAnew();
-  agent().mapping().interfaceIs(2, false);
-  settle();
-  Json const all = ask({"why"}).rows("causes");
-  ASSERT_EQ(all.size(), 1U) << all;
-  EXPECT_EQ(all[0]["entry"], "interface 2");
-  // Over the group packets go on over the other interface.
-  EXPECT_EQ(all[0]["routes"], 1);
-  EXPECT_EQ(chain({"10.0.1.0/24"}).back(), "2 interface 2: down");
+            "0 10.0.1.0/24 metric 20: former-way: led as before until its way is there");
 }
 
 TEST_F(WhyTest, ForgetsACauseThatIsMended) {
@@ -293,59 +237,6 @@ TEST_F(WhyTest, CountsTheTimeFromTheRefusal) {
   agent().mapping().retry(false);
   settle();
   EXPECT_GT(hops.begin()->second->since, refused);
-}
-
-TEST_F(WhyTest, FindsEntriesByEveryNameThatTheyHave) {
-  feed(two + announce(3, 4) + announceGroup(100, {{1, 0}, {2, 0}}) + routeTo(100) + routeTo(1) +
-       routeTo(3) + announceRoute("10.0.1.0", 24, 1, {.priority = 5}) +
-       announceRoute("10.0.1.0", 24, 1, {.table = 1000}) + announceRoute("fd00::", 16, 1));
-  EXPECT_EQ(chain({"10.0.1.0/24"}).size(), 6U);
-  EXPECT_EQ(chain({"route", "10.0.1.0/24", "metric", "5"}).size(), 2U);
-  EXPECT_EQ(chain({"10.0.1.7/24", "table", "1000"}).front(),
-            "0 10.0.1.0/24 table 1000 metric 20: programmed");
-  EXPECT_EQ(chain({"10.0.1.9"}).size(), 4U);  // the best one of each table
-  EXPECT_EQ(chain({"fd00::1"}).front(), "0 fd00::/16 metric 20: programmed");
-  // One of routes and one of groups.
-  EXPECT_EQ(chain({"nexthop", "10.0.1.2"}).size(), 2U);
-  EXPECT_THAT(chain({"nexthop", "1"}), ElementsAre("0 nexthop 10.0.1.2@2: programmed in row 1"));
-  EXPECT_THAT(chain({"nexthop", "@4"}), ElementsAre(StartsWith("0 nexthop @4: programmed in row")));
-  EXPECT_THAT(chain({"interface", "2"}),
-              ElementsAre(StartsWith("0 interface 2: programmed in slot")));
-}
-
-TEST_F(WhyTest, RefusesWhatItDoesNotKnow) {
-  feed(two);
-  EXPECT_EQ(refused({"why", "group", "9"}), "group 9: there is no such entry");
-  EXPECT_EQ(refused({"why", "id", "9"}), "id 9: there is no such entry");
-  EXPECT_EQ(refused({"why", "block", "9"}), "block 9: there is no such entry");
-  EXPECT_EQ(refused({"why", "interface", "9"}), "interface 9: there is no such entry");
-  EXPECT_EQ(refused({"why", "nexthop", "10.9.9.9"}), "nexthop 10.9.9.9: there is no such entry");
-  EXPECT_EQ(refused({"why", "10.0.0.0/8"}), "10.0.0.0/8: there is no such route");
-  EXPECT_EQ(refused({"why", "10.0.0.1"}), "10.0.0.1: no route leads there");
-  EXPECT_THAT(refused({"why", "group"}),
-              StartsWith("group: a number was expected; expected PREFIX"));
-  EXPECT_EQ(refused({"why", "group", "x1"}), "group: a number was expected, not \"x1\"");
-  EXPECT_THAT(refused({"why", "nonsense"}), StartsWith("\"nonsense\" is no name; expected PREFIX"));
-  EXPECT_THAT(refused({"why", "10.0.0.0/33"}), HasSubstr("its length is 0 to 32"));
-  EXPECT_THAT(refused({"why", "10.0.0.0/8", "via", "3"}), HasSubstr("\"via\" was not expected"));
-  EXPECT_THAT(refused({"why", "nexthop", "10.0.0"}), HasSubstr("\"10.0.0\" is no address"));
-  EXPECT_THAT(refused({"why", "nexthop", "10.0.0.1@x"}), HasSubstr("not \"x\""));
-}
-
-TEST_F(WhyTest, ListsTheFirstCausesAndAllOnRequest) {
-  options.rows = 256;
-  fault(TableId::ingressNextHops).refuseEvery = 1;
-  Bytes stream;
-  for (std::uint32_t id = 1; id <= 60; ++id) {
-    stream += announceRouted(id, 7, ("10.0.7." + std::to_string(id)).c_str());
-  }
-  feed(stream);
-  Collected const some = ask({"why"});
-  EXPECT_EQ(some.rows("causes").size(), 50U);
-  EXPECT_THAT(some.lines, ElementsAre("and 10 more: \"why all\" lists them"));
-  Collected const all = ask({"why", "all"});
-  EXPECT_EQ(all.rows("causes").size(), 60U);
-  EXPECT_TRUE(all.lines.empty());
 }
 
 }  // namespace

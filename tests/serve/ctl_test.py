@@ -7,6 +7,7 @@ import select
 import signal
 import socket
 import subprocess
+import time
 import unittest
 
 import jsonschema
@@ -38,11 +39,11 @@ REQUESTS = [
     ("ls", "ls"),
     ("ls group", "ls"),
     ("ls ingress.entry 1-2", "ls"),
-    ("interface 9999 down", "done"),
-    ("interface 9999 up", "done"),
+    ("interface 9999 down", "interface"),
+    ("interface 9999 up", "interface"),
     ("fault group late-every=7", "fault"),
     ("fault group off", "fault"),
-    ("retry", "done"),
+    ("retry", "retry"),
     ("trace level NobodysName 3", "trace-level"),
     ("ring dump", "ring-dump"),
     ("why", "causes"),
@@ -50,7 +51,7 @@ REQUESTS = [
     ("why group 1", "why"),
     ("who group 1", "who"),
     ("dot", "dot"),
-    ("resync", "done"),
+    ("resync", "resync"),
 ]
 
 
@@ -148,7 +149,7 @@ class Schemas(unittest.TestCase):
         good = {"allocators": [{"table": "ecmp", "rows": 2, "inUse": 1, "free": 1,
                                 "largestFreeRun": 1}]}
         validator.validate(good)
-        for change in ({"table": "ingress"}, {"rows": -1}, {"free": None}, {"more": 1}):
+        for change in ({"table": "cats"}, {"rows": -1}, {"free": None}, {"more": 1}):
             bad = {"allocators": [{**good["allocators"][0], **change}]}
             self.assertFalse(validator.is_valid(bad), change)
 
@@ -171,8 +172,26 @@ class Texts(WithAnAgent):
         self.assertRegex(lines[0], rf"^port +{self.agent.fpm_port}$")
         self.assertRegex(lines[1], r"^peer +127\.0\.0\.1:\d+$")
 
-    def test_a_request_that_only_does_something_prints_nothing(self):
-        self.assertEqual("", self.text("retry"))
+    def test_a_request_that_does_something_prints_what_it_did_and_is_logged(self):
+        self.assertEqual("nextHopWrites  0\ngroupWrites    0\nnoRoom         0\n", self.text("retry"))
+        self.assertEqual("interface      9999\nstate          down\nchanged        yes\n"
+                         "groups         0\ngroupsWithout  0\nnextHops       0\n"
+                         "no next hop is on interface 9999; that it is down stays noted for those "
+                         "to come\n", self.text("interface", "9999", "down"))
+        self.agent.logged(rf"retry, by the control socket \(uid {os.geteuid()}, pid \d+\)")
+        self.agent.logged(r"interface 9999 down, by the control socket \(")
+
+    def test_the_verbs_fit_a_terminal(self):
+        for line in self.text("verbs").splitlines():
+            self.assertLessEqual(len(line), 100, line)
+
+    def test_a_list_of_nothing_has_no_head(self):
+        ended = self.ctl("ls", "nosuch")
+        self.assertEqual((2, ""), (ended.returncode, ended.stdout))
+
+    def test_a_group_by_its_number_and_a_group_row_are_told_apart(self):
+        self.assertIn("`who group ROW`", self.ctl("show", "group", "99999").stderr)
+        self.assertIn("`show group N`", self.ctl("who", "group", "99999").stderr)
 
     def test_wrong_requests_end_with_2_and_a_reason(self):
         for words, reason in ((["show", "cats"], 'show "cats": there is only'),
@@ -221,6 +240,45 @@ class Following(WithAnAgent):
             for _ in range(5):
                 validator.validate(json.loads(follow.stdout.readline()))
             follow.terminate()
+
+
+class AStoppedAgent(unittest.TestCase):
+    def test_is_given_up_after_the_time_that_was_said(self):
+        with LiveAgent() as agent:
+            os.kill(agent.process.pid, signal.SIGSTOP)
+            try:
+                for words in (("show", "groups"), ("trace", "follow"), ("get", *["x" * 100_000] * 4)):
+                    begin = time.monotonic()
+                    ended = run("--socket", agent.control, "--timeout", "0.5", *words)
+                    self.assertEqual((1, ""), (ended.returncode, ended.stdout), words)
+                    self.assertIn("has said nothing for 0.5 s: is its process stopped?",
+                                  ended.stderr)
+                    self.assertLess(time.monotonic() - begin, 10)
+            finally:
+                os.kill(agent.process.pid, signal.SIGCONT)
+            self.assertEqual(4, len(agent.ctl("show", "tables")["tables"]))
+
+    def test_is_given_up_as_well_when_its_queue_is_full(self):
+        place = f"/tmp/orvia-ctl-test-{os.getpid()}.full"
+        with socket.socket(socket.AF_UNIX) as server, socket.socket(socket.AF_UNIX) as first:
+            server.bind(place)
+            self.addCleanup(os.unlink, place)
+            server.listen(0)
+            first.connect(place)
+            ended = run("--socket", place, "--timeout", "0.5", "verbs")
+            self.assertEqual(1, ended.returncode)
+            self.assertIn("has said nothing for 0.5 s", ended.stderr)
+
+    def test_is_waited_for_by_who_follows(self):
+        with LiveAgent() as agent:
+            with subprocess.Popen([PROGRAM, "ctl", "--socket", agent.control, "--timeout", "0.3",
+                                   "trace", "follow"], stdin=subprocess.DEVNULL,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as follow:
+                # Nothing is traced: it has nothing to say for many times as long.
+                time.sleep(1.5)
+                self.assertIsNone(follow.poll())
+                follow.terminate()
+                follow.communicate(timeout=PATIENCE)
 
 
 class WithoutAnAgent(unittest.TestCase):
