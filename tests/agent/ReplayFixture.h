@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -38,6 +39,8 @@ inline constexpr bool kIsSlow = true;
 #else
 inline constexpr bool kIsSlow = false;
 #endif
+// Whether a build and a machine are judged by the time that things take: only when asked for.
+inline bool isTimed() { return std::getenv("ORVIA_TIMED") != nullptr; }
 
 // A file with the given content that goes with its object.
 class TemporaryFile {

@@ -201,6 +201,7 @@ class ControlFixture : public ::testing::Test {
   void start() {
     if (!agent) {
       agent = std::make_unique<Agent>(options, linkedTables());
+      agent->sliceTimeIs(std::chrono::milliseconds(1));
       agent->loop().sourceIs(&io);
     }
     Control::Context context{*agent, stream};

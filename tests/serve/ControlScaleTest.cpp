@@ -7,12 +7,6 @@
 namespace OrviaL3Agent::Testing {
 namespace {
 
-#if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-constexpr bool kIsTimed = true;
-#else
-constexpr bool kIsTimed = false;
-#endif
-
 class ControlScaleTest : public ControlFixture {
  protected:
   // As many of routes as of groups; a neighbour has one number in both, of 16 bits.
@@ -65,7 +59,7 @@ class ControlScaleTest : public ControlFixture {
     fmt::print("{:<28} {:7.1f} ms, {:8} bytes, longest turn {:.2f} ms\n", request,
                milliseconds(took), client.bytes(), milliseconds(longestTurn));
     EXPECT_EQ(answered.exitCode, 0) << answered.error;
-    if (kIsTimed) {
+    if (isTimed()) {
       EXPECT_LT(milliseconds(took), 1000) << request;
       EXPECT_LT(milliseconds(longestTurn), 50) << request;
     }
