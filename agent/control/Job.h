@@ -76,12 +76,15 @@ class SliceTime {
  public:
   static constexpr std::chrono::microseconds kSlice{1000};
 
+  explicit SliceTime(std::chrono::microseconds time = kSlice) : time_(time) {}
+
   [[nodiscard]] bool isOver() const {
     if (++calls_ % 16 != 0) return false;
-    return std::chrono::steady_clock::now() - begin_ > kSlice;
+    return std::chrono::steady_clock::now() - begin_ > time_;
   }
 
  private:
+  std::chrono::microseconds time_;
   std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   mutable unsigned calls_ = 0;
 };

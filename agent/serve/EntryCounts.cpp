@@ -36,7 +36,7 @@ bool EntryCounts::runSlice() {
       &EntryCounts::countIngress,  &EntryCounts::countEcmp,  &EntryCounts::countGroups,
       &EntryCounts::countGroupIds, &EntryCounts::countIds,   &EntryCounts::countRoutes,
       &EntryCounts::countRows,     &EntryCounts::scanCauses, &EntryCounts::countCauses};
-  Time const time;
+  Time const time(slice_);
   for (; step_ < std::size(steps); ++step_) {
     if (!(this->*steps[step_])(time)) return false;
   }

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -49,7 +50,9 @@ class EntryCounts {
     std::array<std::uint64_t, Insight::Cause::kKinds> causes{};  // by Insight::Cause::Kind
   };
 
-  explicit EntryCounts(Agent const& agent) : agent_(agent), causes_(agent) {}
+  explicit EntryCounts(Agent const& agent,
+                       std::chrono::microseconds slice = Control::SliceTime::kSlice)
+      : agent_(agent), slice_(slice), causes_(agent) {}
 
   // Returns whether all is counted.
   bool runSlice();
@@ -72,6 +75,7 @@ class EntryCounts {
   bool countCauses(Time const& time);
 
   Agent const& agent_;
+  std::chrono::microseconds slice_;
   Insight::CauseScan causes_;
   Result result_;
   std::size_t step_ = 0;

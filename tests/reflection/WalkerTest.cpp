@@ -397,7 +397,7 @@ TEST_F(WalkerTest, ListsAPartOfACollection) {
 TEST_F(WalkerTest, ComparesNoKeysWithATextInACollectionOfMoreThanItMay) {
   Tables const tables;
   Walker const one(tables.chain.groups.table, 1);
-  EXPECT_EQ(one.read("entryHandle[7].key.value").text(), "7");  // a key that can be read
+  EXPECT_EQ(one.read("entryHandle[{'value': 7}].key.value").text(), "7");
   EXPECT_EQ(one.read("entryHandle[#2].key.value").text(), "8");
   EXPECT_EQ(
       refusalOf([&] { static_cast<void>(one.read("entryHandle[no key]")); }),

@@ -10,7 +10,7 @@ namespace {
 class EntryCountsTest : public ReplayFixture {
  protected:
   EntryCounts::Result counted() {
-    EntryCounts counts(replay().agent());
+    EntryCounts counts(replay().agent(), slice);
     while (!counts.runSlice()) ++slices;
     return counts.result();
   }
@@ -44,6 +44,7 @@ class EntryCountsTest : public ReplayFixture {
     run(contentOf(std::string(ORVIA_SOURCE_DIR "/examples/streams/") + name));
   }
 
+  std::chrono::microseconds slice = Control::SliceTime::kSlice;
   std::size_t slices = 0;
 };
 
@@ -100,9 +101,10 @@ TEST_F(EntryCountsTest, AnIdThatNobodyAnnouncedIsMissing) {
 
 TEST_F(EntryCountsTest, ManyEntriesAreCountedInSeveralSlices) {
   replaySample("bgp16-10k.0.fpm", 10040);
+  slice = {};
   expectAsReported();
   EXPECT_GT(counted().routes[static_cast<std::size_t>(Routes::State::forwarded)], 9000U);
-  EXPECT_GT(slices, 1U);
+  EXPECT_GT(slices, 100U);
 }
 
 }  // namespace
