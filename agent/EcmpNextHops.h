@@ -53,6 +53,8 @@ class EcmpNextHops {
   // answered. Returns whether a table was full for what such a write completed.
   bool retry(Hop const& hop, bool unanswered);
   bool retryAll(bool unanswered);
+  // Writes the rows over the interface once more.
+  void rewrite(std::uint32_t interface);
 
   // Never notPlaced: such a next hop is not here; but see withoutRow().
   [[nodiscard]] NextHopState state(Hop const& hop) const;

@@ -22,6 +22,7 @@
 
 #include "agent/Groups.h"
 #include "agent/Ids.h"
+#include "agent/RouteSink.h"
 
 namespace OrviaL3Agent {
 
@@ -57,6 +58,8 @@ class GroupIds {
   };
 
   GroupIds(Ids& ids, Groups& groups, std::uint32_t maxWidth);
+  // Is told when an id may lead elsewhere. Not owned; none: nobody is.
+  void routeSinkIs(RouteSink* sink) { sink_ = sink; }
 
   // The id is in `ids` with these contents.
   void groupIs(Fpm::NextHopGroup const& announced);
@@ -82,10 +85,12 @@ class GroupIds {
   [[nodiscard]] std::vector<WeightedPath> resolve(GroupId& group) const;
   void settle(std::uint32_t id, GroupId& group);
   void unwatch(GroupId const& group);
+  void tell(std::uint32_t id, Groups::Use former) const;
 
   Ids& ids_;
   Groups& groups_;
   std::uint32_t maxWidth_;
+  RouteSink* sink_ = nullptr;
   std::map<std::uint32_t, GroupId> byId_;
   std::set<std::uint32_t> moving_;  // that have a former group
   Counts counts_;

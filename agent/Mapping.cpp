@@ -236,6 +236,11 @@ bool Mapping::sweepRoutes(Deadline const& deadline) {
 }
 
 void Mapping::retry(bool unanswered) {
+  retryFailed(unanswered);
+  if (sink_ != nullptr) sink_->retry();
+}
+
+void Mapping::retryFailed(bool unanswered) {
   // What an answer within these completes may find no room.
   if (ecmp_.retryAll(unanswered)) groups_.noRoom();
   ingress_.retryAll(unanswered);
@@ -250,7 +255,7 @@ void Mapping::settle() {
       hardware_.deletes() + ingress_.counts().ended + ecmp_.counts().ended + released_;
   if (freed == freedSeen_) return;
   freedSeen_ = freed;
-  retry(false);
+  retryFailed(false);
   settleHolders();
 }
 

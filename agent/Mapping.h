@@ -67,6 +67,14 @@ class Mapping {
   void messageIs(Fpm::Message const& message);
   void frameEnds() { routes_.frameEnds(); }
 
+  // Keeps routes up to date with what they lead to. Not owned; it has to be there until this ends,
+  // or is taken away before.
+  void routeSinkIs(RouteSink* sink) {
+    sink_ = sink;
+    groupIds_.routeSinkIs(sink);
+    routes_.routeSinkIs(sink);
+  }
+
   // A new connection. Until markSlice() says that all is marked, no message may come. Once more
   // before the sweep, for yet another connection: what is stale stays so.
   void mark();
@@ -87,6 +95,12 @@ class Mapping {
 
   // Local repair: groups go without their paths over an interface that is down.
   void interfaceIs(std::uint32_t interface, bool up) { groups_.interfaceIs(interface, up); }
+  // Writes the rows of next hops over the interface once more: it is another one now, of the same
+  // name.
+  void rewrite(std::uint32_t interface) {
+    ingress_.rewrite(interface);
+    ecmp_.rewrite(interface);
+  }
   // Tries again what failed, and with `unanswered` also what got no answer.
   void retry(bool unanswered);
   // A table was found full outside of the calls above.
@@ -132,6 +146,7 @@ class Mapping {
  private:
   struct Dispatch;
 
+  void retryFailed(bool unanswered);
   void idIs(std::uint32_t id, Ids::Contents contents, IdCounts* counts);
   void groupEnds(std::uint32_t id);
   void tellUsers(std::uint32_t id, bool isSame);
@@ -150,6 +165,7 @@ class Mapping {
   Ids ids_;
   GroupIds groupIds_;
   Routes routes_;
+  RouteSink* sink_ = nullptr;
   IdCounts nextHopCounts_;
   IdCounts groupCounts_;
   KeptUses held_;  // of before the last mark

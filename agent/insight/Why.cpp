@@ -25,7 +25,7 @@ std::string causeText(Agent const& agent, Cause const& cause) {
   std::string const detail = detailOf(agent, cause);
   switch (cause.kind) {
     case Kind::notProgrammed:
-      return "not programmed";
+      return detail.empty() ? "not programmed" : "not programmed: " + detail;
     case Kind::interfaceDown:
       return "down";
     case Kind::notAnnounced:
@@ -182,7 +182,7 @@ class Why::Telling {
       step_.state = "down";
       isCause({Kind::interfaceDown, name}, since);
     } else if (shown && !shown->programmed) {
-      step_.state = "not programmed";
+      step_.state = causeText(agent_, {Kind::notProgrammed, name});
       isCause({Kind::notProgrammed, name}, shown->since);
     } else {
       step_.state = shown ? fmt::format("programmed in slot {}", shown->slot) : "not in use";
