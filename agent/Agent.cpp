@@ -5,6 +5,8 @@
 #include <chrono>
 #include <system_error>
 
+#include "agent/kernel/Kernel.h"
+
 namespace OrviaL3Agent {
 namespace {
 
@@ -27,6 +29,15 @@ ForwardingCheck::Sizes sizesOf(AgentOptions const& options) {
           .groups = options.groupRows};
 }
 
+std::unique_ptr<Kernel> kernelOf(AgentOptions const& options) {
+  if (!options.kernel.isOn) return nullptr;
+  return std::make_unique<Kernel>(
+      options.kernel, KernelNextHop::KernelSizes{.nextHops = options.rows,
+                                                 .ecmpNextHops = options.firstIngressRow(),
+                                                 .members = options.memberRows,
+                                                 .groups = options.groupRows});
+}
+
 std::shared_ptr<OwnerBook> bookOf(AgentOptions const& options) {
   if (options.hardwareFile.empty()) return nullptr;
   return std::make_shared<OwnerBook>(options.ownersFile());
@@ -42,6 +53,7 @@ AgentOptions const& checked(AgentOptions const& options) {
 
 Agent::Agent(AgentOptions const& options, TableSource const& source)
     : options_(checked(options)),
+      kernel_(kernelOf(options)),
       hardware_(options),
       numbers_(hardware_.device()),
       book_(bookOf(options)),
@@ -67,6 +79,7 @@ Agent::Agent(AgentOptions const& options, TableSource const& source)
   if (options.verify) model_.emplace();
   bringUp(source);
   loop_.sourceIs(&hardware_);
+  if (kernel_) loop_.sourceIs(kernel_.get());
 }
 
 void Agent::observe() {
@@ -86,6 +99,9 @@ void Agent::inputIs(EventLoop::Source* input) {
   loop_.sourceDel(&hardware_);
   loop_.sourceIs(input);
   loop_.sourceIs(&hardware_);
+  if (!kernel_) return;
+  loop_.sourceDel(kernel_.get());
+  loop_.sourceIs(kernel_.get());
 }
 
 void Agent::bringUp(TableSource const& source) {
@@ -98,6 +114,7 @@ void Agent::bringUp(TableSource const& source) {
   attach(tables.ecmp);
   attach(tables.members);
   attach(tables.groups);
+  if (kernel_) kernel_->mappingIs(parts_, mapping_, hardware_, interfaces_);
   hardware_.device().rowOwnerIs([this](Asic::Index row, SoftAsic::NextHopContents const& contents) {
     return mapping_.refill().restored(row, contents);
   });
@@ -145,6 +162,7 @@ bool Agent::sweepSlice(Deadline const& deadline) {
   if (!isRestartable() || isReleased_) return true;
   if (!mapping_.releaseSlice(deadline)) return false;
   parts_.forget();
+  if (kernel_) kernel_->release();
   isReleased_ = true;
   return true;
 }
@@ -152,6 +170,7 @@ bool Agent::sweepSlice(Deadline const& deadline) {
 void Agent::release() {
   mapping_.release();
   parts_.forget();
+  if (kernel_) kernel_->release();
 }
 
 bool Agent::turn() {
@@ -170,6 +189,17 @@ bool Agent::turn() {
   if (book_ && book_->error()) throw std::system_error(*book_->error());
   loopTimes_.turnIs(std::chrono::steady_clock::now() - begin);
   return loop_.busy() || mapping_.busy();
+}
+
+std::string Agent::refusal(SoftAsic::TableId table, std::uint32_t row) const {
+  using Target = KernelNextHop::Target;
+  if (!kernel_ || table == SoftAsic::TableId::members) return {};
+  bool const isGroup = table == SoftAsic::TableId::groups;
+  return kernel_->refusal({isGroup ? Target::Kind::group : Target::Kind::nextHop, row});
+}
+
+std::string Agent::interfaceTrouble(std::uint32_t interface) const {
+  return kernel_ ? kernel_->trouble(interface) : std::string();
 }
 
 std::size_t Agent::parked() const {
@@ -212,7 +242,8 @@ Report Agent::report() const {
   report.otherUtilities = otherUtilities();
   report.interfaces = interfaces_.size();
   report.interfacesPeak = interfaces_.peak();
-  if (book_) {
+  if (kernel_) report.kernel = kernel_->report();
+  if (isRestartable()) {
     SoftAsic::SoftDevice const& device = hardware_.device();
     report.restart = RestartReport{.nextHops = mapping_.ingress().heldCounts(),
                                    .waiting = mapping_.ingress().held(),

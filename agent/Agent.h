@@ -6,6 +6,8 @@
 //   agent.messageIs(message); ... agent.frameEnds();
 //   while (agent.turn()) {}
 //
+// With options.kernel, a Linux kernel is behind the tables, by the utilities of its plug-in.
+//
 // With a hardware file it is a restart: the tables meet what the file holds. Next hops of routes
 // come back and are held until release(). The agent's end, however it comes about, leaves the rows
 // in the hardware, which goes on forwarding.
@@ -39,6 +41,8 @@
 #include "plugins/soft-asic/Journal.h"
 
 namespace OrviaL3Agent {
+
+class Kernel;
 
 class Agent {
  public:
@@ -78,7 +82,14 @@ class Agent {
   // The stream is back and has said all; what is not asked for by now goes.
   void release();
   // Whether the hardware outlives the process.
-  [[nodiscard]] bool isRestartable() const { return book_ != nullptr; }
+  [[nodiscard]] bool isRestartable() const { return book_ != nullptr || kernel_ != nullptr; }
+  // The kernel behind the tables, if there is one.
+  [[nodiscard]] Kernel* kernel() { return kernel_.get(); }
+  [[nodiscard]] Kernel const* kernel() const { return kernel_.get(); }
+  // Why the hardware refused a row: in its own words; empty when it has none.
+  [[nodiscard]] std::string refusal(SoftAsic::TableId table, std::uint32_t row) const;
+  // Why an interface is not programmed: for people; empty when nothing is known.
+  [[nodiscard]] std::string interfaceTrouble(std::uint32_t interface) const;
 
   [[nodiscard]] AgentOptions const& options() const { return options_; }
   // How long the turns took.
@@ -129,6 +140,8 @@ class Agent {
   std::optional<ForwardingCheck> check_;
   std::optional<SoftAsic::Journal> journal_;
   std::optional<RowsInForce> rowsInForce_;
+  // Ends after all that it is told of, and in its own end calls none of it.
+  std::unique_ptr<Kernel> kernel_;
   Hardware hardware_;
   NumbersInHardware numbers_;
   // The hardware's file, which only one process has open, is open by now.

@@ -19,6 +19,11 @@ namespace {
 // What a 16-bit pointer of another table's rows can name.
 constexpr std::uint32_t kPointerRows = 1U << 16U;
 
+// What the parser takes for the value of a flag that has none.
+constexpr char const* kNoValue = "true";
+// The ids that follow have to be numbers as well.
+constexpr std::uint32_t kLastFirstId = 0x7FFFFFFF;
+
 // The text of a delay option: a number of turns, or "never".
 std::optional<std::uint32_t> delayOf(std::string const& option, std::string const& text) {
   if (text == "never") return std::nullopt;
@@ -225,6 +230,40 @@ CLI::Option* addHardwareFileOption(CLI::App& command, AgentOptions& options) {
                   "FILE.owners, what the agent has to know again")
       ->type_name("FILE")
       ->check(fileName());
+}
+
+void addKernelOptions(CLI::App& command, AgentOptions& options) {
+  // A flag, since only then nothing but what stands behind "=" is its value.
+  command
+      .add_flag("--kernel", options.kernel.netns,
+                "Program the next-hop objects and routes of the Linux kernel in that network "
+                "namespace [the agent's own]")
+      ->type_name("[=NETNS]");
+  CLI::Option* const daemon =
+      command
+          .add_option("--daemon-netns", options.kernel.daemonNetns,
+                      "The routing daemon's network namespace, whose interface numbers the stream "
+                      "has; interfaces are matched by name [the agent's own]")
+          ->type_name("NETNS")
+          ->check(fileName());
+  CLI::Option* const ids =
+      command
+          .add_option("--kernel-ids", options.kernel.firstId, "First id of the next-hop objects")
+          ->type_name("ID")
+          ->capture_default_str()
+          ->check(range(1, kLastFirstId));
+  for (CLI::Option* const option : {daemon, ids}) option->needs("--kernel");
+}
+
+void takeKernelOptions(CLI::App const& command, AgentOptions& options) {
+  if (command.count("--kernel") == 0) return;
+  options.kernel.isOn = true;
+  if (options.kernel.netns == kNoValue) options.kernel.netns.clear();
+  for (char const* const name :
+       {"--hardware-file", "--answer", "--refuse-row", "--faults", "--fault"}) {
+    if (command.count(name) == 0) continue;
+    throw CLI::ValidationError(name, "is of the simulated hardware, and --kernel of another one");
+  }
 }
 
 void addToggleOption(CLI::App& command, AgentOptions& options) {

@@ -44,9 +44,14 @@ void addJournalOption(CLI::App& command, AgentOptions& options);
 void addFaultOptions(CLI::App& command, AgentOptions& options);
 // --hardware-file, which other options may need
 CLI::Option* addHardwareFileOption(CLI::App& command, AgentOptions& options);
+// --kernel, --daemon-netns, --kernel-ids
+void addKernelOptions(CLI::App& command, AgentOptions& options);
 // --toggles
 void addToggleOption(CLI::App& command, AgentOptions& options);
 
+// To be called when the command line has been read: what --kernel says. The options of the
+// simulated hardware mean nothing beside it.
+void takeKernelOptions(CLI::App const& command, AgentOptions& options);
 // What is right one by one and wrong together.
 void requireRowsThatFit(AgentOptions const& options);
 // A file that is read or written, and what calls it so: an option, or "the stream".

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/kernel/KernelSetup.h"
 #include "plugins/soft-asic/FaultProfile.h"
 
 namespace OrviaL3Agent {
@@ -28,6 +29,8 @@ struct AgentOptions {
   bool checkForwarding = false;
   std::string journalFile;  // empty: no journal
   bool countRows = false;   // see Agent::rowsInForce()
+
+  KernelSetup kernel;  // off: the hardware is simulated, or a plug-in's own
 
   std::string hardwareFile;     // empty: the hardware ends with the process
   std::string toggleDirectory;  // empty: every toggle has its default

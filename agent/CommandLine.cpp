@@ -57,6 +57,8 @@ Examples:
         --get "group.entry[#1].numPaths"
   Write what the table does to standard error:
     orvia-l3-agent replay examples/streams/forms.0.fpm --trace 8
+  Program the next-hop objects and routes of a network namespace's kernel:
+    orvia-l3-agent replay examples/streams/w1-static.0.fpm --kernel=plane --daemon-netns router
   End in the middle of a stream, and go on with the rows that the hardware still has:
     orvia-l3-agent replay examples/streams/w1-static.0.fpm --until 20 --hardware-file asic
     orvia-l3-agent replay examples/streams/w1-static.0.fpm --hardware-file asic --verify
@@ -128,16 +130,16 @@ void addChecks(CLI::App& replay, ReplayOptions& options) {
 }
 
 void addRestart(CLI::App& replay, ReplayOptions& options) {
-  CLI::Option* const hardware = addHardwareFileOption(replay, options);
+  addHardwareFileOption(replay, options);
   replay
       .add_option("--hold", options.hold,
                   "Turns from the end of the stream until next hops from before the restart that "
                   "no route uses are removed")
       ->type_name("TURNS")
       ->capture_default_str()
-      ->check(range(1, kMaxRows))
-      ->needs(hardware);
+      ->check(range(1, kMaxRows));
   addToggleOption(replay, options);
+  addKernelOptions(replay, options);
 }
 
 void addNames(CLI::App& replay, ReplayOptions& options) {
@@ -200,7 +202,12 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
   addRestart(*replay, options);
   addNames(*replay, options);
 
-  replay->callback([&options] {
+  replay->callback([replay, &options] {
+    takeKernelOptions(*replay, options);
+    bool const isRestartable = options.kernel.isOn || !options.hardwareFile.empty();
+    if (replay->count("--hold") > 0 && !isRestartable) {
+      throw CLI::ValidationError("--hold", "requires --hardware-file or --kernel");
+    }
     std::vector<NamedFile> files = filesOf(options);
     files.insert(files.begin(), {"the stream", options.file});
     files.emplace_back("--plot", options.plotFile);

@@ -96,6 +96,16 @@ bool EcmpNextHops::retrySlice(Steps& steps, bool& noRoom) {
   return false;
 }
 
+void EcmpNextHops::rewrite(std::uint32_t interface) {
+  std::vector<Use> uses;
+  for (auto const& [identity, use] : uses_) {
+    if (identity.interfaceIndex() == interface) uses.push_back(use.lock());
+  }
+  for (Use const& use : uses) {
+    if (table_->entryExists(use->identity) && !withoutRow(*use)) table_->handleEntry(use->identity);
+  }
+}
+
 NextHopState EcmpNextHops::state(Hop const& hop) const {
   if (table_->unresolvedEntry(hop.identity)) return NextHopState::parked;
   if (hop.handle->isProgrammed()) return NextHopState::programmed;

@@ -57,6 +57,8 @@ class EcmpNextHops {
   // `noRoom` says so when a table was full.
   void retryAll(bool unanswered) { refused_.begin(unanswered); }
   [[nodiscard]] bool retrySlice(Steps& steps, bool& noRoom);
+  // Writes the rows over the interface once more.
+  void rewrite(std::uint32_t interface);
 
   // Never notPlaced: such a next hop is not here; but see withoutRow().
   [[nodiscard]] NextHopState state(Hop const& hop) const;

@@ -50,8 +50,12 @@ void GroupIds::groupDel(std::uint32_t id) {
   GroupId& group = node.mapped();
   unwatch(group);
   // The rows go before the ids of its members do.
-  group.group.reset();
-  group.former.reset();
+  tell(id, std::exchange(group.group, nullptr));
+  tell(id, std::exchange(group.former, nullptr));
+}
+
+void GroupIds::tell(std::uint32_t id, Groups::Use former) const {
+  if (sink_ != nullptr && former) sink_->idChanged(id, std::move(former));
 }
 
 void GroupIds::unwatch(GroupId const& group) {
@@ -88,12 +92,14 @@ std::vector<WeightedPath> GroupIds::resolve(GroupId& group) const {
 
 void GroupIds::update(std::uint32_t id) {
   GroupId& group = byId_.at(id);
+  bool const dropped = group.drops();
   std::vector<WeightedPath> const members = resolve(group);
+  if (sink_ != nullptr && dropped != group.drops()) sink_->idChanged(id, nullptr);
   if (!group.blackholes.empty()) {
     // Part of its traffic is to be dropped, which no row says.
     moving_.erase(id);
-    group.group.reset();
-    group.former.reset();
+    tell(id, std::exchange(group.group, nullptr));
+    tell(id, std::exchange(group.former, nullptr));
     return;
   }
   // What is in force stays until there is something to put in its place.
@@ -101,7 +107,9 @@ void GroupIds::update(std::uint32_t id) {
   Spread const spread = spreadOf(members, maxWidth_);
   if (!group.group || group.group->paths != spread.paths) {
     scaling_.add(spread);
+    Groups::Use const former = group.former;
     groups_.change(group.group, group.former, spread.paths);
+    if (former != group.former) tell(id, former);
   } else {
     // Said again: a second chance for what failed.
     groups_.retry(*group.group, false);
@@ -113,7 +121,7 @@ void GroupIds::settle(std::uint32_t id, GroupId& group) {
   if (!group.former) return;
   if (groups_.inForce(*group.group)) {
     moving_.erase(id);
-    group.former.reset();
+    tell(id, std::exchange(group.former, nullptr));
   } else {
     moving_.insert(id);
   }

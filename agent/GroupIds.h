@@ -24,6 +24,7 @@
 
 #include "agent/Groups.h"
 #include "agent/Ids.h"
+#include "agent/RouteSink.h"
 #include "agent/Steps.h"
 
 namespace OrviaL3Agent {
@@ -60,6 +61,8 @@ class GroupIds {
   };
 
   GroupIds(Ids& ids, Groups& groups, std::uint32_t maxWidth);
+  // Is told when an id may lead elsewhere. Not owned; none: nobody is.
+  void routeSinkIs(RouteSink* sink) { sink_ = sink; }
 
   // The id is in `ids` with these contents.
   void groupIs(Fpm::NextHopGroup const& announced);
@@ -87,10 +90,12 @@ class GroupIds {
   [[nodiscard]] std::vector<WeightedPath> resolve(GroupId& group) const;
   void settle(std::uint32_t id, GroupId& group);
   void unwatch(GroupId const& group);
+  void tell(std::uint32_t id, Groups::Use former) const;
 
   Ids& ids_;
   Groups& groups_;
   std::uint32_t maxWidth_;
+  RouteSink* sink_ = nullptr;
   std::map<std::uint32_t, GroupId> byId_;
   std::set<std::uint32_t> moving_;       // that have a former group
   std::optional<std::uint32_t> looked_;  // the last of these that was looked at

@@ -28,6 +28,7 @@ Hardware::Hardware(AgentOptions const& options)
 }
 
 void Hardware::runSlice() {
+  recording_->await();
   std::optional<Deadline> deadline;
   if (sliceTime_) deadline.emplace(*sliceTime_);
   for (std::size_t left = device_.answers()->turn(); left > 0; --left) {

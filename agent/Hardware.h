@@ -10,6 +10,9 @@
 // handlers: the ingress table shows its key's state on an entry's handle, so a handler may hear
 // "success" before the hardware has answered.
 //
+// The utilities may be a plug-in's over hardware of its own. Then the soft ASIC's rows are where it
+// is written down what that is asked for and how it answers (RecordingUtil.h): they say the same.
+//
 // An answer may complete something for which a table has no room. That ends that answer only; the
 // others are delivered, and noRoom() says so.
 //
@@ -19,11 +22,14 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <utility>
 
 #include "agent/AgentOptions.h"
 #include "agent/EventLoop.h"
+#include "agent/Recording.h"
+#include "agent/RecordingUtil.h"
 #include "plugins/soft-asic/SoftDevice.h"
 
 namespace OrviaL3Agent {
@@ -37,6 +43,9 @@ class Hardware final : public EventLoop::Source {
   template <class Table>
   void attach(Table& table, OrviaAsicUtils::UtilCreate create = nullptr) {
     device_.attach(table, create);
+    using Wiring = typename WiringOf<Table>::Wiring;
+    if (table.util()->name() == Wiring::name()) return;
+    table.utilIs(new RecordingUtil<Wiring>(table, table.util(), recording_));
   }
   // The table meets what the hardware holds from before: it takes it back or clears it. Not ready
   // yet, so that what it takes back is not written. Tables whose rows point at others' come first:
@@ -61,6 +70,16 @@ class Hardware final : public EventLoop::Source {
 
   // Whether an answer met a full table since the last call.
   [[nodiscard]] bool takeNoRoom() { return std::exchange(noRoom_, false); }
+  // One did that was delivered elsewhere.
+  void noRoomIs() { noRoom_ = true; }
+
+  // Of the tables that other hardware serves.
+  [[nodiscard]] Recording& recording() { return *recording_; }
+  // The other hardware holds that in a row of the ingress table, from before this process.
+  void rowFromBefore(Asic::Index row, SoftAsic::NextHopContents const& contents) {
+    device_.ingressNextHops().recordFromBefore(row, contents);
+    device_.ingressNextHops().tellRow(row);
+  }
 
   [[nodiscard]] SoftAsic::SoftDevice& device() { return device_; }
   [[nodiscard]] SoftAsic::SoftDevice const& device() const { return device_; }
@@ -102,6 +121,7 @@ class Hardware final : public EventLoop::Source {
   }
 
   SoftAsic::SoftDevice device_;
+  std::shared_ptr<Recording> recording_ = std::make_shared<Recording>();
   std::optional<std::chrono::microseconds> sliceTime_;
   bool noRoom_ = false;
 };

@@ -54,22 +54,40 @@ SoftAsic::RowOwner IngressNextHops::restored(Asic::Index row,
   std::optional<Identity> const identity = rows_->remembered(row.value());
   std::optional<NextHopParts::Parts> parts;
   if (identity) parts = parts_.restored(*identity, contents);
-  if (parts) {
-    Use use = make(*identity);
-    Hop& hop = *live_.at(*identity);
-    hop.parts = std::move(*parts);
-    hop.key = RowKey::rowKeyIs(rows_, *identity);
-    ++heldCounts_.found;
-    SoftAsic::RowOwner owner{hop.key, hop.parts.record<Table::Entry>(*identity)};
-    held_.emplace(*identity, std::move(use));
-    return owner;
+  if (parts) return hold(*identity, std::move(*parts), RowKey::rowKeyIs(rows_, *identity));
+  return holdStranger(row, contents.fields);
+}
+
+SoftAsic::RowOwner IngressNextHops::restored(Asic::Index row, std::optional<Identity> identity) {
+  // Of two rows of one identity, the second is a stranger.
+  if (identity && !live_.contains(*identity)) {
+    NextHopParts::Result result = parts_.useNow(*identity);
+    if (result.obstacle == Obstacle::none) {
+      return hold(*identity, std::move(result.parts), RowKey::strangerKeyIs(rows_, row.value()));
+    }
   }
+  return holdStranger(row, {});
+}
+
+SoftAsic::RowOwner IngressNextHops::hold(Identity const& identity, NextHopParts::Parts parts,
+                                         Vek::Ptr<RowKey> key) {
+  Use use = make(identity);
+  Hop& hop = *live_.at(identity);
+  hop.parts = std::move(parts);
+  hop.key = std::move(key);
+  ++heldCounts_.found;
+  SoftAsic::RowOwner owner{hop.key, hop.parts.record<Table::Entry>(identity)};
+  held_.emplace(identity, std::move(use));
+  return owner;
+}
+
+SoftAsic::RowOwner IngressNextHops::holdStranger(Asic::Index row,
+                                                 OrviaL3Unicast::NextHopFields const& fields) {
   Vek::Ptr<RowKey> const key = RowKey::strangerKeyIs(rows_, row.value());
   ++heldCounts_.found;
   ++heldCounts_.strangers;
   strangers_.push_back(key);
   // What its pointers mean is not known: the record says the rest.
-  OrviaL3Unicast::NextHopFields const& fields = contents.fields;
   return SoftAsic::RowOwner{
       key,
       Table::Entry(fields.destination, fields.dvp, fields.dvpL3Oif1, fields.dvpMtuProfilePtr,
@@ -186,6 +204,16 @@ bool IngressNextHops::retrySlice(Steps& steps) {
     if (Use const use = uses_.at(*identity).lock()) retry(*use, unanswered);
   }
   return false;
+}
+
+void IngressNextHops::rewrite(std::uint32_t interface) {
+  std::vector<Vek::Ptr<RowKey>> keys;
+  for (auto const& [identity, hop] : live_) {
+    if (identity.interfaceIndex() == interface && hop->key) keys.push_back(hop->key);
+  }
+  for (Vek::Ptr<RowKey> const& key : keys) {
+    if (table_->entryExists(key)) table_->handleEntry(key);
+  }
 }
 
 NextHopState IngressNextHops::state(Hop const& hop) const {

@@ -68,6 +68,8 @@ class IngressNextHops {
   // that nothing is known about is held as well, as a stranger: its row may be forwarding.
   [[nodiscard]] SoftAsic::RowOwner restored(Asic::Index row,
                                             SoftAsic::NextHopContents const& contents);
+  // The same where the hardware itself tells whose a row is.
+  [[nodiscard]] SoftAsic::RowOwner restored(Asic::Index row, std::optional<Identity> identity);
   // The hold time is over: what nobody has used goes, strangers included, and with it the rows.
   void release();
   // The same, as far as time allows. Returns whether it is over.
@@ -91,6 +93,8 @@ class IngressNextHops {
   // The same for what failed, and with `unanswered` for all. Returns whether it is over.
   void retryAll(bool unanswered) { failed_.begin(unanswered); }
   [[nodiscard]] bool retrySlice(Steps& steps);
+  // Writes the rows over the interface that are in the table once more.
+  void rewrite(std::uint32_t interface);
 
   [[nodiscard]] NextHopState state(Hop const& hop) const;
   // Whether the hardware leads packets this way.
@@ -120,6 +124,9 @@ class IngressNextHops {
   };
 
   Use make(Identity const& identity);
+  SoftAsic::RowOwner hold(Identity const& identity, NextHopParts::Parts parts,
+                          Vek::Ptr<RowKey> key);
+  SoftAsic::RowOwner holdStranger(Asic::Index row, OrviaL3Unicast::NextHopFields const& fields);
   void place(Hop& hop);
   void refused(Identity const& identity);
   void remove(Hop& hop);

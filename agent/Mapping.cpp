@@ -267,6 +267,7 @@ bool Mapping::sweepRoutes(Deadline const& deadline) {
 }
 
 void Mapping::retry(bool unanswered) {
+  if (sink_ != nullptr) sink_->retry();
   if (retry_ != Retry::none && !unanswered) {
     retriesAgain_ = true;
     return;

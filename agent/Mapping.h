@@ -91,6 +91,14 @@ class Mapping {
            (sliceTime_ && activity() != settledActivity_);
   }
 
+  // Keeps routes up to date with what they lead to. Not owned; it has to be there until this ends,
+  // or is taken away before.
+  void routeSinkIs(RouteSink* sink) {
+    sink_ = sink;
+    groupIds_.routeSinkIs(sink);
+    routes_.routeSinkIs(sink);
+  }
+
   // A new connection. Until markSlice() says that all is marked, no message may come. Once more
   // before the sweep, for yet another connection: what is stale stays so.
   void mark();
@@ -111,6 +119,12 @@ class Mapping {
 
   // Local repair: groups go without their paths over an interface that is down.
   void interfaceIs(std::uint32_t interface, bool up);
+  // Writes the rows of next hops over the interface once more: it is another one now, of the same
+  // name.
+  void rewrite(std::uint32_t interface) {
+    ingress_.rewrite(interface);
+    ecmp_.rewrite(interface);
+  }
   // Tries again what failed, and with `unanswered` also what got no answer.
   void retry(bool unanswered);
   // A table was found full outside of the calls above.
@@ -192,6 +206,7 @@ class Mapping {
   std::optional<std::chrono::microseconds> sliceTime_;
   // Messages, and the ends of frames as none, behind the one that is worked off.
   std::deque<std::optional<Fpm::Message>> pending_;
+  RouteSink* sink_ = nullptr;
   IdCounts nextHopCounts_;
   IdCounts groupCounts_;
   KeptUses held_;  // of before the last mark

@@ -63,6 +63,13 @@ NextHopParts::Result NextHopParts::use(Identity const& identity) {
   return {parts};
 }
 
+NextHopParts::Result NextHopParts::useNow(Identity const& identity) {
+  // Held until the others have found them programmed.
+  auto const interface = interfaces_.entryNow(interfaceKey(identity));
+  auto const mtuProfile = mtuProfiles_.entryNow(mtuOf(identity.interfaceIndex()));
+  return use(identity);
+}
+
 SoftAsic::NextHopContents NextHopParts::contentsOf(Identity const& identity,
                                                    std::uint16_t neighbour,
                                                    std::uint32_t interfaceSlot,

@@ -65,8 +65,15 @@ class NextHopParts {
   NextHopParts(NextHopParts const&) = delete;
   NextHopParts& operator=(NextHopParts const&) = delete;
 
+  // One entry for each interface of each routing instance.
+  [[nodiscard]] static StandInTable::Key interfaceKey(Identity const& identity) {
+    return std::uint64_t{identity.vrf()} << 32U | identity.interfaceIndex();
+  }
+
   // Makes what is not there yet. With an obstacle the parts are empty.
   [[nodiscard]] Result use(Identity const& identity);
+  // The same for a row that the hardware has from before: nothing of it waits for its turn.
+  [[nodiscard]] Result useNow(Identity const& identity);
   // The parts that a row from before a restart names, as they were then, whatever MTU the interface
   // has now. Nothing when the row is not one of this identity, as far as is known.
   [[nodiscard]] std::optional<Parts> restored(Identity const& identity,
@@ -77,6 +84,11 @@ class NextHopParts {
   // The identity that a hardware row stands for; nothing when no identity in use would be written
   // like that.
   [[nodiscard]] std::optional<Identity> identityOf(SoftAsic::NextHopContents const& contents) const;
+
+  // Whose number that is, if anybody's.
+  [[nodiscard]] std::optional<Identity> neighbour(std::uint16_t number) const {
+    return adjacencies_.neighbour(number);
+  }
 
   [[nodiscard]] std::uint32_t mtuOf(std::uint32_t interface) const;
 
@@ -91,10 +103,6 @@ class NextHopParts {
                                                             std::uint32_t mtuProfileSlot);
   // How the neighbour is reached, as rows say it: 0 directly, 1 over IPv4, 2 over IPv6.
   [[nodiscard]] static std::uint8_t forwardingType(Identity const& identity);
-  // One entry for each interface of each routing instance.
-  [[nodiscard]] static StandInTable::Key interfaceKey(Identity const& identity) {
-    return std::uint64_t{identity.vrf()} << 32U | identity.interfaceIndex();
-  }
 
   StandInTable& interfaces_;
   StandInTable& mtuProfiles_;

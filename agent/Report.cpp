@@ -327,6 +327,16 @@ std::string restartText(RestartReport const& restart) {
       counted(restart.groups, "group row"));
 }
 
+std::string kernelText(KernelReport const& kernel) {
+  return fmt::format(
+      "Kernel        {}, {}, {} in force; {} wait for their way, {} refused\n"
+      "  requests    {} in {}, {} sent again; {} found from before\n",
+      counted(kernel.nextHops, "next hop"), counted(kernel.groups, "group"),
+      counted(kernel.routes, "route"), counted(kernel.routesWaiting, "route"), kernel.routesRefused,
+      kernel.requests, counted(kernel.sends, "send"), kernel.repeated,
+      counted(kernel.fromBefore, "object"));
+}
+
 }  // namespace
 
 std::string text(Report const& report) {
@@ -344,7 +354,7 @@ std::string text(Report const& report) {
        counted(stream.messages, "message"), counted(report.turns, "turn"));
   if (report.error) line("Stopped at a fault of the stream: {}", *report.error);
   for (std::string const& other : report.otherUtilities) {
-    line("Not simulated {}: what is said here of hardware knows nothing of its rows", other);
+    line("Not simulated {}: its rows are told from what it was asked for and answered", other);
   }
   line("Messages      {}, {}, {}, {} of ids; {}, {}; {} skipped",
        counted(stream.nextHops, "next hop"), counted(stream.groups, "group"),
@@ -403,6 +413,7 @@ std::string text(Report const& report) {
   out += tableLine("ecmp", report.groups.nextHopTable, true);
   out += tableLine("member", report.groups.memberTable, true);
   out += tableLine("group", report.groups.groupTable, true);
+  if (report.kernel) out += kernelText(*report.kernel);
   if (report.restart) out += restartText(*report.restart);
   line("Interfaces    {} in use, at most {}", report.interfaces, report.interfacesPeak);
   line("Time          of next hops of routes: commit {}; remove {}", timeText(report.commit),
@@ -411,6 +422,10 @@ std::string text(Report const& report) {
   out += problemText(report.ingress, "Next hops of routes that are not programmed");
   out += problemText(report.ecmp, "Next hops of groups that are not programmed");
   out += listText(report.groups);
+  if (report.kernel) {
+    out += listText("Routes that the kernel refused", report.kernel->refusals,
+                    report.kernel->routesRefused);
+  }
   out += listText("Routes that are not forwarded as asked", report.routes.problems,
                   report.routes.problems.size());
   return out;

@@ -15,6 +15,7 @@
 #include "agent/Mapping.h"
 #include "agent/OperationTime.h"
 #include "agent/StreamCounts.h"
+#include "agent/kernel/KernelReport.h"
 
 namespace OrviaL3Agent {
 
@@ -84,8 +85,10 @@ struct Report {
   GroupReport groups;
   TableUse ingressTable;
 
-  // Tables whose utility is not the simulated hardware's, and whose: nothing here knows their rows.
+  // Tables whose utility is not the simulated hardware's, and whose: of their rows it is known what
+  // that was asked for, and what it answered.
   std::vector<std::string> otherUtilities;
+  std::optional<KernelReport> kernel;
   std::optional<RestartReport> restart;  // with a hardware that outlives the agent
 
   std::size_t interfaces = 0;      // in use at the end

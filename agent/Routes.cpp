@@ -95,6 +95,8 @@ void Routes::erase(RouteKey const& key) {
   if (priorities.empty()) prefixes.erase(key.prefix());
   unwatch(key, node.mapped());
   if (node.mapped().stale) --stale_;
+  tell(key, node.mapped().former);
+  tell(key, node.mapped().way);
 }
 
 void Routes::update(RouteKey const& key) {
@@ -150,6 +152,7 @@ void Routes::resolve(RouteKey const& key, Route& route) {
       Groups::Use former;
       if (route.way.group->paths != spread.paths) {
         scaling_.add(spread);
+        tell(key, route.former);
         groups_.change(route.way.group, former, spread.paths);
       } else {
         groups_.retry(*route.way.group, false);
@@ -174,7 +177,11 @@ void Routes::move(RouteKey const& key, Route& route, Way next) {
                     next.hop == route.way.hop && next.group == route.way.group;
   // Said again: a second chance for what failed.
   if (same && next.kind == Way::Kind::hop) hops_.retry(*next.hop, false);
-  if (!same) keepRows(route);
+  if (!same) {
+    tell(key, route.former);
+    tell(key, route.way);
+    keepRows(route);
+  }
   route.way = std::move(next);
   settle(key, route);
 }
@@ -182,6 +189,7 @@ void Routes::move(RouteKey const& key, Route& route, Way next) {
 void Routes::keepRows(RouteKey const& key) {
   auto const found = routes_.find(key);
   if (found == routes_.end() || found->second.way.kind != Way::Kind::groupId) return;
+  tell(key, found->second.former);
   keepRows(found->second);
   found->second.way = Way();
 }
@@ -210,6 +218,7 @@ void Routes::keepRows(Route& route) {
 void Routes::settle(RouteKey const& key, Route& route) {
   if (route.former.kind == Way::Kind::none || inForce(route.way)) {
     moves(key, route, std::nullopt);
+    if (route.former.kind != Way::Kind::none) tell(key, route.former);
     route.former = Way();
   } else {
     moves(key, route, targetOf(route.way));
@@ -304,6 +313,41 @@ Routes::State Routes::state(Route const& route) const {
   bool const isPossible =
       route.stale || (way.kind != Way::Kind::none && (group == nullptr || group->reason.empty()));
   return isPossible ? State::notInForce : State::notPossible;
+}
+
+void Routes::tell(RouteKey const& key, Way const& way) const {
+  if (sink_ != nullptr) sink_->routeChanged(key, way.hop, way.group);
+}
+
+Routes::Lead Routes::leadOf(Way const& way) const {
+  switch (way.kind) {
+    case Way::Kind::none:
+    case Way::Kind::unknownId:
+      break;
+    case Way::Kind::drop:
+      return {Lead::Kind::drop, nullptr, nullptr};
+    case Way::Kind::hop:
+      if (hops_.mayLead(*way.hop)) return {Lead::Kind::hop, way.hop, nullptr};
+      break;
+    case Way::Kind::group:
+      if (groups_.mayLead(*way.group)) return {Lead::Kind::group, nullptr, way.group};
+      break;
+    case Way::Kind::groupId: {
+      GroupIds::GroupId const* const group = groupIds_.find(way.id.id());
+      if (group == nullptr) break;
+      if (group->drops()) return {Lead::Kind::drop, nullptr, nullptr};
+      if (Groups::Use leading = groupIds_.leading(*group)) {
+        return {Lead::Kind::group, nullptr, std::move(leading)};
+      }
+      break;
+    }
+  }
+  return {};
+}
+
+Routes::Lead Routes::lead(Route const& route) const {
+  if (inForce(route.way)) return leadOf(route.way);
+  return leadOf(route.former);
 }
 
 std::vector<RouteKey> Routes::lookup(Fpm::Address const& address) const {

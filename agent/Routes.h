@@ -40,6 +40,7 @@
 #include "agent/KeptUses.h"
 #include "agent/PrefixTable.h"
 #include "agent/RouteKey.h"
+#include "agent/RouteSink.h"
 #include "agent/Steps.h"
 
 namespace OrviaL3Agent {
@@ -98,6 +99,9 @@ class Routes {
   Routes(Ids& ids, GroupIds& groupIds, IngressNextHops& hops, Groups& groups,
          std::uint32_t maxWidth);
 
+  // Is told of every route that may lead elsewhere. Not owned; none: nobody is.
+  void routeSinkIs(RouteSink* sink) { sink_ = sink; }
+
   void routeIs(Fpm::Route const& announced);
   void routeDel(Fpm::RouteWithdrawal const& withdrawn);
   void frameEnds();
@@ -122,6 +126,18 @@ class Routes {
   [[nodiscard]] bool settleSlice(Steps& steps);
 
   [[nodiscard]] State state(Route const& route) const;
+  // Where the hardware leads its packets, or is to drop them: over what the route points to if that
+  // is in force, else over what it pointed to before.
+  struct Lead {
+    enum class Kind : std::uint8_t { none, drop, hop, group };
+    Kind kind = Kind::none;
+    IngressNextHops::Use hop;
+    Groups::Use group;
+  };
+  [[nodiscard]] Lead lead(Route const& route) const;
+  // Whether what it points to is in force.
+  [[nodiscard]] bool isInForce(Route const& route) const { return inForce(route.way); }
+  [[nodiscard]] static Target targetOf(Way const& way);
   // The best route for the address in each table that has one: the longest prefix, and of its
   // routes the one of the lowest priority value.
   [[nodiscard]] std::vector<RouteKey> lookup(Fpm::Address const& address) const;
@@ -147,10 +163,12 @@ class Routes {
   // The one behind the last that was looked at.
   [[nodiscard]] std::optional<Moving> nextMoving() const;
   void moves(RouteKey const& key, Route& route, std::optional<Target> const& to);
-  [[nodiscard]] static Target targetOf(Way const& way);
   [[nodiscard]] bool inForce(Way const& way) const;
   // The same, with every row that packets may take.
   [[nodiscard]] bool leads(Way const& way) const;
+  [[nodiscard]] Lead leadOf(Way const& way) const;
+  // Before the way goes.
+  void tell(RouteKey const& key, Way const& way) const;
   // No id has it as a watcher any longer.
   void unwatch(RouteKey const& key, Route const& route);
   void erase(RouteKey const& key);
@@ -160,6 +178,7 @@ class Routes {
   IngressNextHops& hops_;
   Groups& groups_;
   std::uint32_t maxWidth_;
+  RouteSink* sink_ = nullptr;
   std::map<RouteKey, Route> routes_;
   // By table, the priorities of each prefix.
   std::map<std::uint32_t, PrefixTable<std::set<std::uint32_t>>> prefixes_;

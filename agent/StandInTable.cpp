@@ -74,17 +74,38 @@ StandInTable::Handle StandInTable::entry(Key key) {
   Vek::Ptr<Entry> const entry = make(key);
   if (!entry) return {};
   if (delay_ && *delay_ > 0) {
-    entry->timerIs(loop_.timerIs(*delay_, [this, key] { program(key); }));
+    entry->timerIs(loop_.timerIs(*delay_, [this, key] { due(key); }));
   } else if (delay_) {
-    program(key);
+    due(key);
   }
   return entry;
+}
+
+StandInTable::Handle StandInTable::entryNow(Key key) {
+  Handle handle = entry(key);
+  if (!handle || handle->isProgrammed()) return handle;
+  Entry& entry = *entries_.at(key);
+  if (entry.timer()) loop_.timerDel(*entry.timer());
+  due(key);
+  return handle;
+}
+
+void StandInTable::due(Key key) {
+  entries_.at(key)->timerIs(std::nullopt);
+  if (!isReady_ || isReady_(key)) program(key);
+}
+
+void StandInTable::readyIs(Key key) {
+  auto const found = entries_.find(key);
+  if (found == entries_.end() || found->second->isProgrammed()) return;
+  // Its time has not come yet: it looks for itself then.
+  if (!delay_ || found->second->timer()) return;
+  program(key);
 }
 
 void StandInTable::program(Key key) {
   // Held, since what waits for the handle runs inside the setters and may let go of it.
   Vek::Ptr<Entry> const entry(entries_.at(key));
-  entry->timerIs(std::nullopt);
   entry->sinceIs(sinceNow());
   // The row first: a handle in state 1 without a row would not count as programmed yet.
   entry->hwEntryIndexIs(entry->slot());

@@ -7,6 +7,9 @@
 //   StandInTable interfaces(loop, 2);
 //   Handle handle = interfaces.entry(7);   // same key, same handle while anyone holds it
 //
+// Where entries stand for something that is there or is not, they wait for that as well:
+// isReadyIs() and readyIs(). One that is programmed stays so.
+//
 // An entry lives as long as someone holds its handle, be it a next hop here or a record that is
 // parked or programmed in a table: a slot is never given to another entry while a hardware row may
 // still name it. Setting the row and the state of a handle runs whatever waits for it, within the
@@ -17,6 +20,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
@@ -50,8 +54,16 @@ class StandInTable {
   StandInTable(StandInTable const&) = delete;
   StandInTable& operator=(StandInTable const&) = delete;
 
+  // Whether the entry of that key may be programmed at all. Without this call all may.
+  void isReadyIs(std::function<bool(Key key)> isReady) { isReady_ = std::move(isReady); }
+  // It may from now on: if it waits, it is programmed now.
+  void readyIs(Key key);
+
   // Finds or makes the entry; empty when every slot is taken.
   [[nodiscard]] Handle entry(Key key);
+  // The same, and programs it at once if it is ready: the hardware has rows from before that need
+  // it.
+  [[nodiscard]] Handle entryNow(Key key);
 
   // Whose slot it is, or was before a restart as far as is known.
   [[nodiscard]] std::optional<Key> ownerOf(std::uint32_t slot) const;
@@ -83,11 +95,13 @@ class StandInTable {
 
   [[nodiscard]] static Shown shown(Entry const& entry);
   Vek::Ptr<Entry> make(Key key);
+  void due(Key key);
   void program(Key key);
   void entryDel(Entry const& entry);
 
   EventLoop& loop_;
   std::optional<EventLoop::Turn> delay_;
+  std::function<bool(Key key)> isReady_;
   Numbering<Key> slots_;
   std::map<Key, Entry*> entries_;
   std::map<std::uint32_t, Key> keys_;  // of these, by slot

@@ -3,11 +3,13 @@
 // It loads the library, which brings the plug-ins of its tables with it, and then the agent's
 // module, which does the rest. Both lie in ../lib beside the program; --library names another
 // library, and --plugin-root says where plug-ins are looked for. These two options stand before the
-// command. They are read here, before anything is there that could complain about the arguments:
-// the module reads all arguments again and does.
+// command; --kernel, of a command, says that the kernel's plug-ins are to be loaded. They are read
+// here, before anything is there that could complain about the arguments: the module reads all
+// arguments again and does.
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -22,14 +24,19 @@ namespace fs = std::filesystem;
 
 constexpr char const* libraryName = "libOrviaL3Unicast.so";
 
+// Beside the library: the plug-ins of --kernel, which must not win over others that lie there.
+constexpr char const* kernelPluginRoot = "orvia-kernel-nexthop";
+
 struct LoadOptions {
   std::string library;
   std::string pluginRoot;
+  bool isKernel = false;
 };
 
 LoadOptions loadOptionsOf(int argc, char const* const* argv) {
   LoadOptions options;
-  for (int i = 1; i < argc; ++i) {
+  int i = 1;
+  for (; i < argc; ++i) {
     std::string_view const argument = argv[i];
     if (!argument.starts_with('-')) break;
     std::string_view const name = argument.substr(0, argument.find('='));
@@ -43,6 +50,11 @@ LoadOptions loadOptionsOf(int argc, char const* const* argv) {
     } else if (i + 1 < argc) {
       *value = argv[++i];
     }
+  }
+  // The one option of a command that says what is to be loaded.
+  for (; i < argc; ++i) {
+    std::string_view const argument = argv[i];
+    if (argument == "--kernel" || argument.starts_with("--kernel=")) options.isKernel = true;
   }
   return options;
 }
@@ -77,11 +89,16 @@ std::string fileOf(std::string const& name) {
 
 int main(int argc, char** argv) {
   LoadOptions const options = loadOptionsOf(argc, argv);
-  if (!options.pluginRoot.empty()) Plugin::pluginRootIs(options.pluginRoot);
+  std::string const file =
+      options.library.empty() ? besideProgram(libraryName) : fileOf(options.library);
+  char const* const environment = std::getenv("ORVIA_PLUGIN_ROOT");
+  if (!options.pluginRoot.empty()) {
+    Plugin::pluginRootIs(options.pluginRoot);
+  } else if (options.isKernel && (environment == nullptr || *environment == '\0')) {
+    Plugin::pluginRootIs((fs::path(file).parent_path() / kernelPluginRoot).string());
+  }
   // Global: the module is linked without the library and finds its symbols there.
-  void* const library = load(
-      "the library", options.library.empty() ? besideProgram(libraryName) : fileOf(options.library),
-      RTLD_GLOBAL);
+  void* const library = load("the library", file, RTLD_GLOBAL);
   if (library == nullptr) return 1;
   void* const module =
       load("the agent's module", besideProgram(OrviaL3Agent::kModuleFile), RTLD_LOCAL);

@@ -94,7 +94,8 @@ struct Detail {
   std::string operator()(GroupName const& name) const {
     Groups const& groups = agent.mapping().groups();
     auto const found = groups.groups().find(name.number);
-    return found == groups.groups().end() ? std::string() : rowText(groups.row(*found->second));
+    if (found == groups.groups().end()) return {};
+    return withRefusal("", SoftAsic::TableId::groups, groups.row(*found->second));
   }
   std::string operator()(BlockName const& name) const {
     Groups const& groups = agent.mapping().groups();
@@ -109,18 +110,32 @@ struct Detail {
     auto const& hops = agent.mapping().ingress().hops();
     auto const found = hops.find(name.identity);
     if (found == hops.end() || !found->second->key) return {};
-    return "of routes, " + rowText(found->second->key->hwEntryIndex());
+    return withRefusal("of routes, ", SoftAsic::TableId::ingressNextHops,
+                       found->second->key->hwEntryIndex());
   }
   std::string operator()(EcmpName const& name) const {
     EcmpNextHops const& hops = agent.mapping().ecmp();
     auto const found = hops.hops().find(name.identity);
     if (found == hops.hops().end()) return {};
-    std::string const row = rowText(hops.row(*found->second));
-    return row.empty() ? "of groups" : "of groups, " + row;
+    Asic::Index const row = hops.row(*found->second);
+    if (row == Asic::Index::invalidIndex()) return "of groups";
+    return withRefusal("of groups, ", SoftAsic::TableId::ecmpNextHops, row);
   }
-  std::string operator()(InterfaceName const&) const { return {}; }
+  std::string operator()(InterfaceName const& name) const {
+    return kind == Kind::notProgrammed ? agent.interfaceTrouble(name.interface) : std::string();
+  }
   std::string operator()(MtuName const&) const { return {}; }
   std::string operator()(RoomName const&) const { return {}; }
+
+  // The row, and the hardware's own words about it, if it has any.
+  [[nodiscard]] std::string withRefusal(char const* whose, SoftAsic::TableId table,
+                                        Asic::Index row) const {
+    std::string text = whose + rowText(row);
+    std::string const why = kind == Kind::refused && row != Asic::Index::invalidIndex()
+                                ? agent.refusal(table, row.value())
+                                : std::string();
+    return why.empty() ? text : text + ": " + why;
+  }
 };
 
 }  // namespace

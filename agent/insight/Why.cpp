@@ -29,9 +29,11 @@ std::string causeText(Agent const& agent, Cause const& cause) {
       return "full";
     case Kind::waiting:
       return "waits";
-    case Kind::notProgrammed:
     case Kind::notAnnounced:
       return textOf(cause.kind);
+    case Kind::notProgrammed:
+      if (detailOf(agent, cause).empty()) return textOf(cause.kind);
+      break;
     case Kind::notPossible:
     case Kind::refused:
     case Kind::unanswered:
@@ -178,7 +180,7 @@ class Why::Telling {
       step_.state = "down";
       isCause({Kind::interfaceDown, name}, since);
     } else if (shown && !shown->programmed) {
-      step_.state = textOf(Kind::notProgrammed);
+      step_.state = causeText(agent_, {Kind::notProgrammed, name});
       isCause({Kind::notProgrammed, name}, shown->since);
     } else {
       step_.state = shown ? fmt::format("programmed in slot {}", shown->slot) : "not in use";

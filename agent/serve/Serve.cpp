@@ -1,12 +1,18 @@
 #include "agent/serve/Serve.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 
+#include <array>
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/signal_set.hpp>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <list>
 #include <optional>
+#include <system_error>
 
 #include "OrviaAsicUtils/Toggles.h"
 #include "agent/Agent.h"
@@ -15,6 +21,7 @@
 #include "agent/Deadline.h"
 #include "agent/Tracing.h"
 #include "agent/control/ControlServer.h"
+#include "agent/kernel/Kernel.h"
 #include "agent/serve/FoundRows.h"
 #include "agent/serve/Io.h"
 #include "agent/serve/Log.h"
@@ -40,6 +47,28 @@ class Joined {
  private:
   EventLoop& loop_;
   EventLoop::Source& source_;
+};
+
+// Wakes the loop when one of these files is readable. Who reads it does so in his own turn.
+class Wakes {
+ public:
+  Wakes(Io& io, std::array<int, 2> const& files) {
+    for (int const file : files) {
+      // A copy: the context closes it.
+      int const copy = ::fcntl(file, F_DUPFD_CLOEXEC, 0);
+      if (copy < 0) throw std::system_error(errno, std::generic_category(), "waiting for a socket");
+      files_.emplace_back(io.context(), copy);
+    }
+    for (auto& one : files_) wait(one);
+  }
+
+ private:
+  static void wait(asio::posix::stream_descriptor& file) {
+    file.async_wait(asio::posix::stream_descriptor::wait_read, [&file](asio::error_code error) {
+      if (!error) wait(file);
+    });
+  }
+  std::list<asio::posix::stream_descriptor> files_;
 };
 
 class StopSignals {
@@ -97,6 +126,11 @@ int serveCommand(ServeOptions const& options, TableSource const& source) {
   agent.sliceTimeIs(kAnswerTime);
   {
     Joined const ioJoined(agent.loop(), io);
+    std::optional<Wakes> kernelWakes;
+    if (Kernel* const kernel = agent.kernel()) {
+      kernelWakes.emplace(io, kernel->fileDescriptors());
+      kernel->warningIs([&log](std::string const& text) { log.warning(text); });
+    }
     TcpFpmServer stream(io, agent, options, log);
     Joined const streamJoined(agent.loop(), stream);
     agent.inputIs(&stream);

@@ -157,6 +157,62 @@ class HwWindow final : public Asic::HwTable {
     ++counts_.deleteAlls;
     std::for_each(begin(), begin() + rows_, [this](Row& row) { empty(row); });
   }
+  // For who stands before other hardware and writes down here what that is asked for, and what it
+  // says. Faults are this hardware's own and play no part.
+
+  // The row holds that from now on, as far as anybody knows before the answer. Counts a row that is
+  // not there.
+  void record(Asic::Index index, Contents const& contents) {
+    ++counts_.writes;
+    Row* const row = find(index);
+    if (row == nullptr) return;
+    if (row->answer == Answer::awaited) ++counts_.overtaken;
+    device_->contentsIs(*row, contents);
+    row->fate = Fate::taken;
+    row->answer = Answer::awaited;
+    ++row->stamp;
+  }
+  // The answer to the last write of the row; after a refusal it holds what it held before: `kept`.
+  // Returns whether that is another thing than it seemed to hold.
+  bool recordAnswer(Asic::Index index, bool isAccepted, std::optional<Contents> const& kept) {
+    if (!hasRow(index)) return false;
+    Row& row = device_->rows_[index.value()];
+    if (row.answer != Answer::awaited) {
+      ++counts_.repeated;
+    } else {
+      ++(isAccepted ? counts_.accepted : counts_.refused);
+    }
+    row.answer = isAccepted ? Answer::accepted : Answer::refused;
+    row.fate = isAccepted ? Fate::taken : Fate::refused;
+    if (isAccepted || row.contents == kept) return false;
+    if (kept) {
+      device_->contentsIs(row, *kept);
+    } else {
+      device_->contentsDel(row);
+    }
+    return true;
+  }
+  // The other hardware held that before this process.
+  void recordFromBefore(Asic::Index index, Contents const& contents) {
+    Row* const row = find(index);
+    if (row == nullptr) return;
+    device_->contentsIs(*row, contents);
+    row->fate = Fate::taken;
+    row->answer = Answer::accepted;
+    row->fromBefore = true;
+    ++row->stamp;
+  }
+  // Tells whoever watches what the row holds now, under number 0: no call made it so.
+  void tellRow(Asic::Index index) const {
+    if (!watch_ || !watch_->isWatched()) return;
+    Call call;
+    call.table = table_;
+    call.row = index.value();
+    std::optional<Contents> const contents = row(index).contents;
+    call.kind = contents ? Call::Kind::write : Call::Kind::remove;
+    if (contents) call.contents = *contents;
+    watch_->tell(call);
+  }
   void countUnclaimed() { ++counts_.unclaimed; }
   void countUnowned() { ++counts_.unowned; }
   // Tells whoever watches of a call that took effect; fill(call) adds what it asked for, and is not

@@ -243,11 +243,12 @@ TEST(CommandLine, TakesTwoJournals) {
   EXPECT_EQ(options.second, other.path());
 }
 
-TEST(CommandLine, HoldsNextHopsOfAHardwareFileOnly) {
+TEST(CommandLine, HoldsNextHopsOfAHardwareThatOutlivesItOnly) {
   std::vector<std::string> const arguments{"replay", kStream, "--hold", "5"};
   Leave const leave = std::get<Leave>(parsed(arguments));
   EXPECT_EQ(leave.exitCode, kExitUsage);
-  EXPECT_EQ(leave.error.rfind("orvia-l3-agent: --hold requires --hardware-file\n", 0), 0U)
+  EXPECT_EQ(leave.error.rfind("orvia-l3-agent: --hold: requires --hardware-file or --kernel\n", 0),
+            0U)
       << leave.error;
 }
 

@@ -110,7 +110,8 @@ std::vector<std::string> mappedWhileServing(std::string const& options,
 std::vector<std::string> oneOfEach(fs::path const& root) {
   fs::path const lib = libraryDirectory();
   std::set<std::string> files{lib / "libOrviaL3Unicast.so", lib / "libOrviaPlatform.so",
-                              lib / kModuleFile, root / "libOrviaSoftAsic.so"};
+                              lib / "libOrviaKernelNextHop.so", lib / kModuleFile,
+                              root / "libOrviaSoftAsic.so"};
   for (std::string const table : tables) files.insert(root / pathOf(table) / "soft-asic.so");
   return {files.begin(), files.end()};
 }

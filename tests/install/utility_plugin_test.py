@@ -31,13 +31,21 @@ class TheVendorsPlugin(unittest.TestCase):
         self.assertEqual((EXAMPLES / "utility-plugin/output.txt").read_text(), printed)
 
     def test_serves_the_tables_of_the_agent(self):
-        report = run(AGENT, "--plugin-root", PLUGIN_ROOT, "replay", STREAM)
+        report = run(AGENT, "--plugin-root", PLUGIN_ROOT, "replay", STREAM, "--verify",
+                     "--check-forwarding")
         self.assertIn("Not simulated OrviaL3Unicast::L3EcmpGroupTable by ", report)
-        # The chip answers for its rows; the simulated hardware is not touched.
+        # The chip answers for its rows, and what it was asked for is written down.
+        self.assertRegex(section(report, "Next hops of routes"), r" 9: 9 programmed, 0 parked")
         self.assertRegex(section(report, "Next hops of groups"), r" 8: 8 programmed, 0 parked")
         self.assertRegex(section(report, "Groups"), r" 3: 3 programmed, 0 parked")
         hardware = section(report, "Hardware")
-        self.assertEqual(4, len(re.findall(r" 0 writes, 0 deletes, 0 rows", hardware)), hardware)
+        self.assertEqual(
+            [("ingress", "9", "9", "9"), ("ecmp", "8", "8", "8"), ("member", "14", "14", "0"),
+             ("group", "3", "3", "3")],
+            re.findall(r"(\w+) +(\d+) writes, 0 deletes, (\d+) rows in force; answers: (\d+) "
+                       r"accepted, 0 refused", hardware), hardware)
+        self.assertIn("no group ever led anywhere but where its record said", report)
+        self.assertIn("3 groups, 8 ECMP next hops, 9 other next hops verified: no difference", report)
 
     def test_is_missed_by_an_agent_that_looks_elsewhere(self):
         empty = PLACE / "empty-root"
