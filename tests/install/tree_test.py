@@ -23,14 +23,17 @@ class TheInstalledTree(unittest.TestCase):
         return [path for path in TREE.rglob("*")
                 if path.is_file() and path.read_bytes()[:4] == b"\x7fELF"]
 
-    def test_holds_program_libraries_and_a_plug_in_for_each_table(self):
+    def test_holds_program_libraries_and_the_plug_ins_of_each_table(self):
         found = sorted(path.relative_to(TREE).as_posix() for path in self.programs())
         lib = CONFIG["libdir"]
         self.assertEqual(sorted(
             [f"{CONFIG['bindir']}/orvia-l3-agent", f"{lib}/libOrviaL3Unicast.so",
-             f"{lib}/libOrviaPlatform.so", f"{lib}/libOrviaSoftAsic.so", f"{lib}/liborvia-agent.so"]
-            + [f"{lib}/OrviaFeaturePlugin/OrviaL3Unicast::{table}/soft-asic.so"
-               for table in TABLES]), found)
+             f"{lib}/libOrviaKernelNextHop.so", f"{lib}/libOrviaPlatform.so",
+             f"{lib}/libOrviaSoftAsic.so", f"{lib}/liborvia-agent.so"]
+            + [f"{lib}/{root}OrviaFeaturePlugin/OrviaL3Unicast::{table}/{plug_in}.so"
+               for table in TABLES
+               for root, plug_in in (("", "soft-asic"),
+                                     ("orvia-kernel-nexthop/", "kernel-nexthop"))]), found)
 
     def test_holds_every_header_but_the_bodies(self):
         wanted = {path.relative_to(ROOT).as_posix()
