@@ -160,7 +160,7 @@ class AnInterface(OverAKernel):
         self.leads("198.18.0.0/24", WAYS[1])
         self.assertNotIn("203.0.113.0/24", self.plane.routes())
         self.assertIn("the forwarding namespace has no eth3", agent.ctl("why"))
-        self.assertIn("not programmed: the forwarding namespace has no eth3",
+        self.assertIn("not-programmed: the forwarding namespace has no eth3",
                       agent.ctl("why", "203.0.113.0"))
         self.plane.link(3, 70)
         self.leads("203.0.113.0/24", equal(1, 3))
