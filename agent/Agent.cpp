@@ -191,6 +191,8 @@ bool Agent::turn() {
   return loop_.busy() || mapping_.busy();
 }
 
+bool Agent::isBehind() const { return mapping_.isBehind() || (kernel_ && kernel_->isBehind()); }
+
 std::string Agent::refusal(SoftAsic::TableId table, std::uint32_t row) const {
   using Target = KernelNextHop::Target;
   if (!kernel_ || table == SoftAsic::TableId::members) return {};

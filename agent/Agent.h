@@ -83,6 +83,8 @@ class Agent {
   void release();
   // Whether the hardware outlives the process.
   [[nodiscard]] bool isRestartable() const { return book_ != nullptr || kernel_ != nullptr; }
+  // Whether messages had better wait: one is being worked off, or the kernel has much to do.
+  [[nodiscard]] bool isBehind() const;
   // The kernel behind the tables, if there is one.
   [[nodiscard]] Kernel* kernel() { return kernel_.get(); }
   [[nodiscard]] Kernel const* kernel() const { return kernel_.get(); }

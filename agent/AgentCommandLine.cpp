@@ -237,7 +237,7 @@ void addKernelOptions(CLI::App& command, AgentOptions& options) {
   command
       .add_flag("--kernel", options.kernel.netns,
                 "Program the next-hop objects and routes of the Linux kernel in that network "
-                "namespace [the agent's own]")
+                "namespace [the agent's own]; they stay there when the agent ends")
       ->type_name("[=NETNS]");
   CLI::Option* const daemon =
       command

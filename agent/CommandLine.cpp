@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "agent/AgentCommandLine.h"
@@ -280,6 +282,10 @@ Command parseCommandLine(int argc, char const* const* argv) {
   catalogue->footer("Example:\n  orvia-l3-agent catalogue --json\n");
 
   try {
+    // The parser takes it for the flag without a value, which names another kernel.
+    if (std::find(argv, argv + argc, std::string_view("--kernel=")) != argv + argc) {
+      throw CLI::ValidationError("--kernel", "the name of the network namespace is empty");
+    }
     app.parse(argc, argv);
   } catch (CLI::ParseError const& e) {
     std::ostringstream output;

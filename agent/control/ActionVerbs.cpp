@@ -142,6 +142,9 @@ std::unique_ptr<Job> faultIs(Context const& context, Arguments const& arguments)
     throw RequestError(fmt::format("there is no table \"{}\": ingress, ecmp, member or group",
                                    shortened(arguments[0])));
   }
+  if (context.agent.kernel() != nullptr) {
+    throw RequestError("fault is of the simulated hardware, and the agent programs a kernel");
+  }
   return jobOf([context, table = *table, text = arguments[1]](Answer& answer) {
     SoftAsic::SoftDevice& device = context.agent.hardware().device();
     if (text == "off") {

@@ -2,12 +2,17 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "agent/Agent.h"
+#include "agent/ShortText.h"
 #include "agent/control/Job.h"
 #include "agent/insight/CauseScan.h"
 #include "agent/insight/Graph.h"
+#include "agent/insight/RowText.h"
 #include "agent/insight/Search.h"
 #include "agent/insight/Who.h"
 #include "agent/insight/Why.h"
@@ -139,18 +144,34 @@ class WhyJob final : public Job {
 class WhoJob final : public Job {
  public:
   WhoJob(Agent const& agent, std::vector<Insight::Who::Row> rows, std::size_t listed)
-      : who_(agent, std::move(rows), listed) {}
+      : agent_(agent), rows_(rows), who_(agent, std::move(rows), listed) {}
 
   bool runSlice(Answer& answer) override {
     if (!isBegun_) answer.tableIs("who", {"level", "entry", "by", "detail", "more"});
     isBegun_ = true;
-    return who_.runSlice([&answer](Insight::Who::Holder const& holder) {
-      answer.row({holder.level, holder.entry, textOrNull(holder.over), textOrNull(holder.detail),
+    return who_.runSlice([this, &answer](Insight::Who::Holder const& holder) {
+      std::string const detail = holder.level == 0 ? nextRowText(holder) : holder.detail;
+      answer.row({holder.level, holder.entry, textOrNull(holder.over), textOrNull(detail),
                   holder.more == 0 ? Json() : Json(holder.more)});
     });
   }
 
  private:
+  // The rows that were asked for are told one after the other, each at level 0. A kernel has no
+  // member rows: nobody answers for one, so that there is nothing to be said of an answer.
+  std::string nextRowText(Insight::Who::Holder const& holder) {
+    Insight::Who::Row const& row = rows_.at(told_++);
+    if (agent_.kernel() == nullptr || row.table != Insight::Who::Table::members) {
+      return holder.detail;
+    }
+    auto member = agent_.hardware().device().members().row(row.row);
+    member.answer = SoftAsic::Answer::none;
+    return Insight::rowText(member);
+  }
+
+  Agent const& agent_;
+  std::vector<Insight::Who::Row> rows_;
+  std::size_t told_ = 0;  // of these
   Insight::Who who_;
   bool isBegun_ = false;
 };
@@ -177,9 +198,18 @@ std::unique_ptr<Job> why(Context const& context, Arguments arguments) {
   }
 }
 
+std::optional<Insight::Who::Table> tableOf(std::string const& name) {
+  using Insight::Who;
+  if (name == "next-hop" || name == "ingress" || name == "ecmp") return Who::Table::nextHops;
+  if (name == "member") return Who::Table::members;
+  if (name == "group") return Who::Table::groups;
+  return std::nullopt;
+}
+
 std::vector<Insight::Who::Row> rowsOf(Agent const& agent, Arguments const& arguments) {
   using Insight::Who;
-  constexpr char const* kExpected = "expected ROW, or next-hop, member or group and ROW";
+  constexpr char const* kExpected =
+      "expected ROW, or next-hop, ingress, ecmp, member or group and ROW";
   if (arguments.empty() || arguments.size() > 2) {
     throw RequestError(fmt::format("who: {}", kExpected));
   }
@@ -195,14 +225,17 @@ std::vector<Insight::Who::Row> rowsOf(Agent const& agent, Arguments const& argum
     return rows;
   }
   std::string const& name = arguments.front();
-  Who::Row const asked{name == "member"  ? Who::Table::members
-                       : name == "group" ? Who::Table::groups
-                                         : Who::Table::nextHops,
-                       row};
-  if (name != "next-hop" && name != "member" && name != "group") {
-    throw RequestError(fmt::format("who: there is no table \"{}\"; {}", name, kExpected));
+  std::optional<Who::Table> const table = tableOf(name);
+  if (!table) {
+    throw RequestError(
+        fmt::format("who: there is no table \"{}\"; {}", shortened(name), kExpected));
   }
-  if (!Who::hasRow(agent, asked)) {
+  Who::Row const asked{*table, row};
+  // These two are parts of the next-hop table.
+  SoftAsic::SoftDevice const& device = agent.hardware().device();
+  bool const isElsewhere = (name == "ingress" && !device.ingressNextHops().hasRow(row)) ||
+                           (name == "ecmp" && !device.ecmpNextHops().hasRow(row));
+  if (isElsewhere || !Who::hasRow(agent, asked)) {
     throw RequestError(
         fmt::format("who: the {} table has no row {}{}", name, row,
                     name == "group" ? " (`show group N` asks for a group by its number)" : ""));
@@ -226,7 +259,7 @@ std::unique_ptr<Job> dot(Context const& context, Arguments const& arguments) {
 std::vector<Verb> dependencyVerbs() {
   return {
       {"why", "[all | NAME]", "what NAME waits for, down to root causes; or all causes", why},
-      {"who", "[TABLE] ROW [all]", "who holds that row of next-hop, member or group", who},
+      {"who", "[TABLE] ROW [all]", "who holds a row: next-hop, ingress, ecmp, member, group", who},
       {"dot", "", "what depends on what, as a graph for Graphviz", dot},
   };
 }

@@ -195,6 +195,8 @@ class OneBlock final : public Job {
     answer.object("block", {{"row", *first_}, {"width", width_}, {"groups", groups_}});
     answer.tableIs("members", {"row", "nextHopRow", "nextHop", "answer"});
     SoftAsic::SoftDevice const& device = agent_.hardware().device();
+    // A kernel has no such rows: it is asked for whole groups, and nobody answers for one of these.
+    bool const areAnswered = agent_.kernel() == nullptr;
     for (std::uint32_t row = *first_; row < *first_ + width_; ++row) {
       if (!device.members().hasRow(row)) continue;
       auto const& member = device.members().row(row);
@@ -203,7 +205,7 @@ class OneBlock final : public Job {
       auto const hop = nextHopRow ? hops_.find(*nextHopRow) : hops_.end();
       answer.row(Json::array({row, orNull(nextHopRow),
                               hop == hops_.end() ? Json() : Json(text(hop->second)),
-                              answerName(member.answer)}));
+                              areAnswered ? Json(answerName(member.answer)) : Json()}));
     }
   }
   static char const* answerName(SoftAsic::Answer answer) {

@@ -4,8 +4,8 @@ namespace OrviaL3Agent::Control {
 
 std::vector<Verb> showVerbs() {
   std::vector<Verb> all;
-  for (auto const& part :
-       {showTableVerbs(), showGroupVerbs(), showRouteVerbs(), showProcessVerbs()}) {
+  for (auto const& part : {showTableVerbs(), showGroupVerbs(), showRouteVerbs(), showKernelVerbs(),
+                           showProcessVerbs()}) {
     all.insert(all.end(), part.begin(), part.end());
   }
   return all;

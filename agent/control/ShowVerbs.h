@@ -17,6 +17,7 @@ namespace OrviaL3Agent::Control {
 [[nodiscard]] std::vector<Verb> showTableVerbs();    // tables, interfaces, allocators, hardware
 [[nodiscard]] std::vector<Verb> showGroupVerbs();    // groups, group, block
 [[nodiscard]] std::vector<Verb> showRouteVerbs();    // routes, nexthops
+[[nodiscard]] std::vector<Verb> showKernelVerbs();   // kernel
 [[nodiscard]] std::vector<Verb> showProcessVerbs();  // memory, stream, trace
 
 // A verb without arguments, whose job is made from the context.

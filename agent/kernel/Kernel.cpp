@@ -108,6 +108,7 @@ void Kernel::runSlice() {
     } catch (Asic::NoRowException const&) {
       // An answer completed something for which there is no room; the others go on.
       hardware_->noRoomIs();
+      if (KernelNextHop::KernelDevice::Clock::now() >= until) break;
     }
   }
   if (isReleasing_ && !routes_->busy(hardware_->recording().answers()) && !device_->busy()) {

@@ -54,6 +54,8 @@ class Kernel final : public EventLoop::Source {
 
   void runSlice() override;
   [[nodiscard]] bool busy() const override;
+  // Whether routes wait in such a number that no more should come for now.
+  [[nodiscard]] bool isBehind() const { return routes_ && routes_->changed() > kMostChanged; }
   // What there is to wake up for: news of interfaces.
   [[nodiscard]] std::array<int, 2> fileDescriptors() const { return interfaces_.fileDescriptors(); }
 
@@ -76,6 +78,8 @@ class Kernel final : public EventLoop::Source {
   // Requires mappingIs().
   [[nodiscard]] KernelRoutes const& routes() const { return *routes_; }
   [[nodiscard]] KernelReport report() const;
+
+  static constexpr std::size_t kMostChanged = 4096;
 
  private:
   [[nodiscard]] std::optional<KernelNextHop::NextHop> nextHopOf(

@@ -47,6 +47,8 @@ void KernelRoutes::idChanged(std::uint32_t id, Groups::Use former) {
 }
 
 void KernelRoutes::retry() {
+  // What somebody else took away or changed was answered long ago; only the kernel knows of it.
+  device_->recheck();
   if (retried_.empty()) retried_.assign(refused_.begin(), refused_.end());
 }
 

@@ -10,7 +10,8 @@
 // moved when the new way is in force, and what it led over is held until the kernel has said that
 // it has moved: so no row under its packets is given to another one. One that nothing leads any
 // longer is removed; so is one that was withdrawn. What the kernel refuses stays where it was until
-// retry().
+// retry(), which has the kernel's lists read as well: what somebody else changed there is put
+// right.
 //
 // All of it is done in slices: a group of a million routes that changes keeps nobody waiting. What
 // waits for its way is looked at in turn, when the hardware has answered something.
@@ -66,6 +67,8 @@ class KernelRoutes final : public RouteSink {
   void runSlice(Deadline const& deadline, std::uint64_t answers);
   // Whether runSlice() has anything to do.
   [[nodiscard]] bool busy(std::uint64_t answers) const;
+  // Routes that have changed and are not looked at yet.
+  [[nodiscard]] std::size_t changed() const { return changed_.size(); }
 
   [[nodiscard]] Counts const& counts() const { return counts_; }
   // Routes that the kernel was asked for, those that wait for their way, and those that it refused.

@@ -86,6 +86,12 @@ bool Links::receive(Changed const& changed) {
 void Links::messageIs(nlmsghdr const& header, Changed const& changed) {
   if (header.nlmsg_type == NLMSG_DONE || header.nlmsg_type == NLMSG_ERROR) {
     if (!std::exchange(isAsked_, false)) return;
+    bool const hasCode = mnl_nlmsg_get_payload_len(&header) >= sizeof(int);
+    if (hasCode && *static_cast<int const*>(mnl_nlmsg_get_payload(&header)) < 0) {
+      // No list, so nothing is known to be gone.
+      askAgain_ = true;
+      return;
+    }
     for (std::uint32_t const index : std::exchange(unseen_, {})) linkDel(index, changed);
     return;
   }

@@ -1,4 +1,4 @@
-// What a hardware file holds when the agent starts, for the log.
+// What a hardware file, or a kernel, holds when the agent starts, for the log.
 //
 //   std::optional<FoundRows> const found = foundRows(options);   // before the agent is made
 //   Agent agent(options, source);
@@ -26,5 +26,8 @@ struct FoundRows {
 
 // What was found and what has become of it.
 void logRestart(Log const& log, FoundRows const& found, Agent const& agent);
+
+// The same for an agent that programs a kernel, and which one that is. Requires agent.kernel().
+void logKernel(Log const& log, Agent const& agent);
 
 }  // namespace OrviaL3Agent

@@ -1,5 +1,7 @@
 #include "agent/serve/MeasuredTimes.h"
 
+#include "agent/kernel/Kernel.h"
+
 namespace OrviaL3Agent {
 
 using SoftAsic::TableId;
@@ -30,7 +32,8 @@ void MeasuredTimes::turnEnds() {
 
 // What only the control socket or a scrape keeps busy is at rest.
 bool MeasuredTimes::isAtRest() const {
-  return !stream_.busy() && !agent_.hardware().busy() && !agent_.loop().hasTasks();
+  bool const isKernelBusy = agent_.kernel() != nullptr && agent_.kernel()->busy();
+  return !stream_.busy() && !agent_.hardware().busy() && !isKernelBusy && !agent_.loop().hasTasks();
 }
 
 void MeasuredTimes::accepted(Clock::time_point now, TableId table, std::uint32_t row) {

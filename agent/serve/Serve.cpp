@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <list>
 #include <optional>
+#include <string>
 #include <system_error>
 
 #include "OrviaAsicUtils/Toggles.h"
@@ -98,6 +99,13 @@ void settle(Agent& agent) {
 // What was asked to be looked at, at the end. Returns the exit code for it.
 int lastLook(ServeOptions const& options, Agent const& agent) {
   int result = kExitOk;
+  if (options.checkForwarding || options.verify) {
+    // What follows is told as if these rows were read from the hardware.
+    for (std::string const& other : agent.report().otherUtilities) {
+      fmt::print("Not simulated {}: its rows are told from what it was asked for and answered\n",
+                 other);
+    }
+  }
   if (agent.forwardingCheck()) {
     fmt::print("{}", text(*agent.forwardingCheck()));
     if (agent.forwardingCheck()->total() > 0) result = kExitDifference;
@@ -123,6 +131,7 @@ int serveCommand(ServeOptions const& options, TableSource const& source) {
   std::optional<FoundRows> const found = foundRows(options);
   Agent agent(options, source);
   if (found) logRestart(log, *found, agent);
+  if (agent.kernel() != nullptr) logKernel(log, agent);
   agent.sliceTimeIs(kAnswerTime);
   {
     Joined const ioJoined(agent.loop(), io);

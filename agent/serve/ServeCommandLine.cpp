@@ -31,7 +31,7 @@ Examples:
   orvia-l3-agent serve
   orvia-l3-agent serve --listen 2621 --control agent.sock --metrics 127.0.0.1:9632
   orvia-l3-agent serve --hardware-file /var/lib/orvia/asic --hold 30
-  orvia-l3-agent serve --kernel=plane --daemon-netns router
+  ip netns exec router orvia-l3-agent serve --kernel=plane --daemon-netns router
 
 Exit codes: 0 ended by a signal, 1 something could not be had or kept, 2 wrong usage, 3 a check
 found something.

@@ -184,8 +184,7 @@ void TcpFpmServer::readSlice() {
   auto const frameEnds = [this] { agent_.frameEnds(); };
   try {
     // Who is behind with a message is given no further one.
-    Mapping const& mapping = agent_.mapping();
-    for (std::uint32_t i = 0; i < slice_ && !deadline.isOver() && !mapping.isBehind(); ++i) {
+    for (std::uint32_t i = 0; i < slice_ && !deadline.isOver() && !agent_.isBehind(); ++i) {
       std::optional<Fpm::Message> const message = connection_->next(frameEnds);
       if (!message) break;
       ++counts.messages;

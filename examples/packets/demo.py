@@ -1,13 +1,12 @@
 """The demonstration: see README.md. `run` starts it, and cleans up if it is killed."""
 
-import argparse
 import json
-import pathlib
 import random
 import signal
 import sys
 import time
 
+import arguments
 import plan
 from daemons import KEEP_SECONDS
 from namespaces import Failure, Namespaces, run
@@ -240,14 +239,15 @@ class Demonstration(Situation):
 
 
 def options():
-    parser = argparse.ArgumentParser(prog="examples/packets/run")
-    parser.add_argument("--agent", required=True, type=pathlib.Path, help="the agent's program")
-    parser.add_argument("--folder", required=True, type=pathlib.Path, help="for logs and so on")
-    parser.add_argument("--agent-option", action="append", default=[],
-                        help="one more option for `serve`; may be given often")
-    parser.add_argument("--groups", type=int, default=1000, help="BGP prefixes")
-    parser.add_argument("--flaps", type=int, default=5, help="failures of the link of one group")
-    return parser.parse_args()
+    parser = arguments.parser("examples/packets/run")
+    parser.add_argument("--groups", type=arguments.number(1), default=1000, metavar="N",
+                        help="BGP prefixes, each with a group of its own [1000]")
+    parser.add_argument("--flaps", type=arguments.number(1), default=5, metavar="N",
+                        help="failures of the link of one group [5]")
+    parsed = parser.parse_args()
+    arguments.require_sets(parser, parsed.groups, LINKS, WIDTH)
+    arguments.end_if_checked(parsed)
+    return parsed
 
 
 def supervised(world, work):

@@ -3,11 +3,10 @@ takes to program the same ones into the router's, in one run. `run measure` star
 what the figures mean.
 """
 
-import argparse
-import pathlib
 import sys
 import time
 
+import arguments
 from demo import supervised
 from namespaces import Namespaces, run
 from situation import Situation, percentile_text
@@ -83,26 +82,27 @@ class Measurement(Situation):
 
 
 def options():
-    parser = argparse.ArgumentParser(prog="examples/packets/run measure")
-    parser.add_argument("--agent", required=True, type=pathlib.Path, help="the agent's program")
-    parser.add_argument("--folder", required=True, type=pathlib.Path, help="for logs and so on")
-    parser.add_argument("--agent-option", action="append", default=[],
-                        help="one more option for `serve`; may be given often")
-    parser.add_argument("--groups", default="1000,10000", help="how many, separated by commas")
+    parser = arguments.parser("examples/packets/run measure")
+    parser.add_argument("--groups", type=arguments.numbers(1), default=[1000, 10000], metavar="N,...",
+                        help="how many, for each run [1000,10000]")
     # 65,536 rows for members: 10,000 groups of 6 have room.
-    parser.add_argument("--width", type=int, default=6, help="of each group")
-    return parser.parse_args()
+    parser.add_argument("--width", type=arguments.number(2), default=6, metavar="N",
+                        help="of each group [6]")
+    given = parser.parse_args()
+    arguments.require_sets(parser, max(given.groups), LINKS, given.width)
+    arguments.end_if_checked(given)
+    return given
 
 
 def measure(world, given):
-    for groups in given.groups.split(","):
-        world.folder = given.folder / groups
+    for groups in given.groups:
+        world.folder = given.folder / str(groups)
         world.folder.mkdir()
-        Measurement(world, given, int(groups)).run()
+        Measurement(world, given, groups).run()
         world.remove()
 
 
 if __name__ == "__main__":
-    arguments = options()
-    namespaces = Namespaces(LINKS, arguments.folder)
-    sys.exit(supervised(namespaces, lambda: measure(namespaces, arguments)))
+    chosen = options()
+    namespaces = Namespaces(LINKS, chosen.folder)
+    sys.exit(supervised(namespaces, lambda: measure(namespaces, chosen)))

@@ -78,9 +78,10 @@ struct Object : Entry {
 };
 
 struct RouteEntry : Entry {
-  explicit RouteEntry(Route const& place) : Entry(Kind::route), route(place) {}
+  explicit RouteEntry(Route const& place) : Entry(Kind::route), route(place), asked(place) {}
 
-  Route route;
+  Route route;                          // as the kernel has it
+  Route asked;                          // as it was asked for, which is how its asker knows it
   Target target;                        // when it is wanted
   std::uint32_t inKernel = kBlackhole;  // ways
   std::uint32_t sent = kBlackhole;

@@ -22,6 +22,7 @@
 
 #include "plugins/kernel-nexthop/Books.h"
 #include "plugins/kernel-nexthop/KernelDevice.h"
+#include "plugins/kernel-nexthop/NamespaceLock.h"
 #include "plugins/kernel-nexthop/NetlinkSocket.h"
 #include "plugins/kernel-nexthop/Replies.h"
 
@@ -144,6 +145,7 @@ class KernelDevice::Core {
   void dropIfEmpty(RouteEntry& route);
 
   // Reading.
+  void requireRights();
   void compareIsWanted() { readingWanted_ = std::max(readingWanted_, ReadingFor::comparing); }
   bool readSlice();
   void readStart(Reading what);
@@ -154,6 +156,9 @@ class KernelDevice::Core {
   void compareRoutes();
   void chooseBank();
 
+  // Objects belong to whoever has their ids, routes to whoever has their protocol.
+  NamespaceLock idsLock_;
+  NamespaceLock routesLock_;
   NetlinkSocket socket_;
   std::unordered_map<std::uint32_t, Object> objects_;  // by id
   std::map<Route, RouteEntry> routes_;

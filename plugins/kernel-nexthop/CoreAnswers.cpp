@@ -190,7 +190,7 @@ void KernelDevice::Core::answer(RouteEntry& route, Reply const& reply, bool isDe
   ++(isAccepted ? counts.accepted : counts.refused);
   Answer answer;
   answer.stamp = route.stamp;
-  answer.route = route.route;
+  answer.route = route.asked;
   answer.routeAnswer = {isAccepted, isDelete, isAccepted ? 0 : reply.error,
                         isAccepted ? std::string() : reply.text};
   answers_.push_back(std::move(answer));

@@ -1,22 +1,31 @@
 // What the kernel holds, read back: at the start, and whenever somebody asks.
+#include <libmnl/libmnl.h>
 #include <sys/socket.h>
 
 #include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
 #include <system_error>
 #include <utility>
 
 #include "plugins/kernel-nexthop/Core.h"
+#include "plugins/kernel-nexthop/NamespaceSocket.h"
 
 namespace KernelNextHop {
 
 KernelDevice::Core::Core(KernelOptions const& theOptions)
     : options(theOptions),
       ids(theOptions.firstId, theOptions.sizes),
+      idsLock_(theOptions.netns,
+               "next-hop objects from id " + std::to_string(theOptions.firstId) + " on"),
+      routesLock_(theOptions.netns, "routes of protocol " + std::to_string(theOptions.protocol)),
       socket_(theOptions.netns, theOptions.receiveBuffer),
       members_(theOptions.sizes.members, kNoRow),
       groupsOver_(theOptions.sizes.members),
       window_(theOptions.window),
       reader_(theOptions.netns, 0) {
+  requireRights();
   readStart(Reading::objects);
   while (reading_ != Reading::none) readSlice();
   isStarted_ = true;
@@ -25,9 +34,29 @@ KernelDevice::Core::Core(KernelOptions const& theOptions)
     // Counted anew, now that it is known which ids are in use.
     Presence const presence = std::exchange(object.presence, Presence::absent);
     presenceIs(object, presence);
-    counts.fromBefore += object.fromBefore ? 1 : 0;
+    if (!object.fromBefore) continue;
+    bool const isGroup = object.kind == Entry::Kind::group;
+    ++(isGroup ? counts.groupsFromBefore : counts.nextHopsFromBefore);
+    ++counts.fromBefore;
   }
   counts.fromBefore += routes_.size();
+}
+
+// Lists are for everybody, so that nothing else would tell before the first write. The kernel looks
+// at the rights before it looks at the id, and no object has this one.
+void KernelDevice::Core::requireRights() {
+  Batch batch;
+  batch.objectDel(++readSeq_, 0);
+  std::optional<Reply> reply;
+  if (reader_.send(batch)) {
+    reader_.receive([&](nlmsghdr const& message) {
+      if (message.nlmsg_seq == readSeq_) reply = replyOf(message);
+    });
+  }
+  if (!reply || (reply->error != EPERM && reply->error != EACCES)) return;
+  throw std::system_error(
+      reply->error, std::generic_category(),
+      "programming the kernel needs CAP_NET_ADMIN in " + namespaceText(options.netns));
 }
 
 // The bank that fewer routes are led by, or, without any, the one with fewer objects.
@@ -81,21 +110,31 @@ void KernelDevice::Core::readMessage(nlmsghdr const& message) {
   if (message.nlmsg_seq != readSeq_) return;  // of a list that was given up
   // Somebody changed what was being listed: it may be incomplete.
   if ((message.nlmsg_flags & NLM_F_DUMP_INTR) != 0) readInterrupted_ = true;
-  if (message.nlmsg_type == NLMSG_DONE) readDone_ = true;
-  if (auto const reply = replyOf(message)) {
+  if (message.nlmsg_type == NLMSG_DONE) {
     readDone_ = true;
-    if (reply->error != 0 && reading_ == Reading::objects) {
-      if (!isStarted_) {
-        throw std::system_error(reply->error, std::generic_category(),
-                                "the kernel does not list its next-hop objects");
-      }
+    // A list that ends with an error is none.
+    bool const hasCode = mnl_nlmsg_get_payload_len(&message) >= sizeof(int);
+    if (hasCode && *static_cast<int const*>(mnl_nlmsg_get_payload(&message)) < 0) {
       readInterrupted_ = true;
     }
+  }
+  if (auto const reply = replyOf(message)) {
+    readDone_ = true;
+    if (reply->error != 0 && reading_ == Reading::objects && !isStarted_) {
+      throw std::system_error(reply->error, std::generic_category(),
+                              "the kernel does not list its next-hop objects");
+    }
+    // A kernel without IPv6 has no such routes. Whatever else it says, it has listed nothing.
+    bool const hasNone = reply->error == EOPNOTSUPP || reply->error == EAFNOSUPPORT;
+    if (reply->error != 0 && !(hasNone && reading_ == Reading::routes6)) readInterrupted_ = true;
   }
   if (auto object = objectOf(message)) {
     if (ids.placeOf(object->id)) seenObjects_.insert_or_assign(object->id, std::move(*object));
   } else if (auto const route = routeOf(message); route && route->protocol == options.protocol) {
-    seenRoutes_.insert_or_assign(route->route, route->way);
+    // One that leads elsewhere is somebody else's, who uses the same number.
+    if (route->way == kBlackhole || ids.placeOf(route->way)) {
+      seenRoutes_.insert_or_assign(route->route, route->way);
+    }
   }
 }
 

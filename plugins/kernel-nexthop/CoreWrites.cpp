@@ -161,6 +161,7 @@ void KernelDevice::Core::groupsDel() {
 
 void KernelDevice::Core::routeIs(Route const& place, Target const& target) {
   RouteEntry& route = routeEntry(place);
+  route.asked = place;
   route.wanted = true;
   route.fromBefore = false;
   route.told = Asic::HwTable::notAnswered;
@@ -172,6 +173,7 @@ void KernelDevice::Core::routeIs(Route const& place, Target const& target) {
 
 void KernelDevice::Core::routeDel(Route const& place) {
   RouteEntry& route = routeEntry(place);
+  route.asked = place;
   route.wanted = false;
   route.fromBefore = false;
   route.told = Asic::HwTable::notAnswered;

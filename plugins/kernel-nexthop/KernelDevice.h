@@ -58,7 +58,9 @@ class KERNEL_NEXTHOP_EXPORT KernelDevice final : public Vek::PtrInterface {
   using Tell = std::function<void(Asic::HwTable::EntryState)>;
 
   // Reads what the kernel holds of the device's from before. Throws std::system_error when the
-  // namespace or the socket cannot be had, and std::invalid_argument for options that mean nothing.
+  // namespace or the socket cannot be had, when the rights to program it are missing, or when
+  // another device has the same first id or protocol there, and std::invalid_argument for options
+  // that mean nothing.
   explicit KernelDevice(KernelOptions const& options);
 
   // Throws std::logic_error when there is none.

@@ -78,6 +78,8 @@ struct Counts {
   std::uint64_t repeated = 0;    // requests sent again because their answer was lost
   std::uint64_t waits = 0;       // times that an object or route had to wait for another one
   std::uint64_t fromBefore = 0;  // objects and routes that were there at the start
+  std::uint64_t nextHopsFromBefore = 0;  // of these, next hops
+  std::uint64_t groupsFromBefore = 0;    // and groups; the others are routes
 };
 
 }  // namespace KernelNextHop

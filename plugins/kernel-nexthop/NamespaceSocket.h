@@ -16,4 +16,7 @@ namespace KernelNextHop {
 [[nodiscard]] KERNEL_NEXTHOP_EXPORT int routeSocketIn(std::string const& netns,
                                                       unsigned groups = 0);
 
+// The namespace in words: "network namespace /run/netns/plane".
+[[nodiscard]] KERNEL_NEXTHOP_EXPORT std::string namespaceText(std::string const& netns);
+
 }  // namespace KernelNextHop

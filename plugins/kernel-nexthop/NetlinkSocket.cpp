@@ -1,16 +1,12 @@
 #include "plugins/kernel-nexthop/NetlinkSocket.h"
 
-#include <fcntl.h>
 #include <libmnl/libmnl.h>
-#include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <exception>
 #include <system_error>
-#include <thread>
 
 #include "plugins/kernel-nexthop/NamespaceSocket.h"
 
@@ -25,59 +21,11 @@ constexpr unsigned kDatagrams = 32;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-int routeSocket(unsigned groups) {
-  int const fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
-  if (fd < 0) fail("no socket for routes");
-  sockaddr_nl address{};
-  address.nl_family = AF_NETLINK;
-  address.nl_groups = groups;
-  if (bind(fd, reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0) {
-    int const error = errno;
-    close(fd);
-    throw std::system_error(error, std::generic_category(), "no address for a socket for routes");
-  }
-  return fd;
-}
-
-// Closes a file at the end of the block.
-class File {
- public:
-  explicit File(int fd) : fd_(fd) {}
-  ~File() { close(fd_); }
-  File(File const&) = delete;
-  File& operator=(File const&) = delete;
-
- private:
-  int fd_;
-};
-
 int option(int fd, int level, int name, int value) {
   return setsockopt(fd, level, name, &value, sizeof value);
 }
 
 }  // namespace
-
-int routeSocketIn(std::string const& netns, unsigned groups) {
-  if (netns.empty()) return routeSocket(groups);
-  std::string const path = netns.find('/') == std::string::npos ? "/run/netns/" + netns : netns;
-  int const space = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (space < 0) fail("network namespace " + path);
-  File const file(space);
-  int made = -1;
-  std::exception_ptr failure;
-  // A namespace is a thread's: whoever calls stays in the one it is in.
-  std::thread visitor([&] {
-    try {
-      if (setns(space, CLONE_NEWNET) != 0) fail("network namespace " + path);
-      made = routeSocket(groups);
-    } catch (...) {
-      failure = std::current_exception();
-    }
-  });
-  visitor.join();
-  if (failure) std::rethrow_exception(failure);
-  return made;
-}
 
 NetlinkSocket::NetlinkSocket(std::string const& netns, std::size_t receiveBuffer)
     : fd_(routeSocketIn(netns)), buffer_(kDatagram * kDatagrams) {
@@ -86,6 +34,11 @@ NetlinkSocket::NetlinkSocket(std::string const& netns, std::size_t receiveBuffer
   option(fd_, SOL_NETLINK, NETLINK_EXT_ACK, 1);
   // A dump holds what was asked for and nothing else.
   option(fd_, SOL_NETLINK, NETLINK_GET_STRICT_CHK, 1);
+  // The largest batch fits whatever the system's default is.
+  constexpr int kSendBuffer = 512 * 1024;
+  if (option(fd_, SOL_SOCKET, SO_SNDBUFFORCE, kSendBuffer) != 0) {
+    option(fd_, SOL_SOCKET, SO_SNDBUF, kSendBuffer);
+  }
   if (receiveBuffer == 0) return;
   // The kernel doubles it. Beyond the system's limit for those who may.
   int const half = static_cast<int>(receiveBuffer / 2);

@@ -49,6 +49,14 @@ TEST(KernelOptions, NameTheNamespaceBehindAnEqualsSignOnly) {
   EXPECT_EQ(other.firstId, 77U);
 }
 
+TEST(KernelOptions, AreRefusedWithoutANameBehindTheEqualsSign) {
+  for (std::vector<std::string> const& words :
+       {std::vector<std::string>{"serve", "--kernel="}, {"replay", kStream, "--kernel="}}) {
+    EXPECT_EQ(complaintAbout(words),
+              "orvia-l3-agent: --kernel: the name of the network namespace is empty");
+  }
+}
+
 TEST(KernelOptions, MeanNothingWithoutTheKernel) {
   EXPECT_EQ(complaintAbout({"serve", "--daemon-netns", "router"}),
             "orvia-l3-agent: --daemon-netns requires --kernel");

@@ -3,9 +3,14 @@
 import json
 import os
 import re
+import shutil
+import signal
+import subprocess
+import unittest
 
 import kernel_plane as plane
-from kernel_case import BINARY, HOPS, STREAMS, WAYS, OverAKernel, Watch, equal, main
+from kernel_case import (BINARY, HOPS, STREAMS, WAYS, OverAKernel, TemporaryFolder, Watch, equal,
+                         main)
 from kernel_plane import FIRST_ID, PLANE, Probes, ip, run, until
 
 
@@ -193,6 +198,96 @@ class AnInterface(OverAKernel):
         self.plane.link(2, 90)
         self.leads("203.0.113.0/24", equal(1, 2))
         self.leads("198.18.0.0/24", WAYS[2])
+
+
+class WhatSomebodyElseDeletes(OverAKernel):
+    BEGIN = (HOPS + plane.group(200, 101, 102) + plane.route("203.0.113.0/24", 200)
+             + plane.route("198.18.0.0/24", 103))
+
+    def damaged(self):
+        agent = self.serve(say=self.BEGIN + plane.route("198.18.1.0/24", 104))
+        self.leads("203.0.113.0/24", equal(1, 2))
+        self.leads("198.18.0.0/24", WAYS[3])
+        for identifier in self.plane.next_hops():
+            ip(PLANE, "nexthop", "del", "id", identifier, check=False)
+        self.assertEqual(({}, {}), (self.plane.next_hops(), self.plane.routes()))
+        return agent
+
+    def is_mended(self):
+        self.leads("203.0.113.0/24", equal(1, 2))
+        self.leads("198.18.0.0/24", WAYS[3])
+
+    def test_is_back_after_a_retry(self):
+        agent = self.damaged()
+        agent.ctl("retry")
+        self.is_mended()
+
+    def test_is_back_when_the_daemon_has_said_all_again(self):
+        agent = self.damaged()
+        agent.connection.close()
+        agent.connect(self.BEGIN)
+        self.is_mended()
+        self.assertEqual(2, len(self.plane.routes()))
+
+
+class TheStart(OverAKernel):
+    def fails(self, *before):
+        """Starts an agent that must not come up, and returns what it says."""
+        done = subprocess.run(
+            [*before, BINARY, "serve", f"--kernel={PLANE}", "--daemon-netns", plane.ROUTER,
+             "--listen", "0", "--control", os.path.join(self.folder, "control")],
+            check=False, capture_output=True, text=True, timeout=60)
+        self.assertEqual(1, done.returncode, done.stderr)
+        return done.stderr
+
+    def setUp(self):
+        super().setUp()
+        self.folder = self.enterContext(TemporaryFolder())
+
+    def test_of_a_second_agent_on_the_same_kernel_fails_and_touches_nothing(self):
+        self.serve(say=HOPS + plane.group(200, 101, 102) + plane.route("203.0.113.0/24", 200))
+        self.leads("203.0.113.0/24", equal(1, 2))
+        watch, before = Watch(), (self.plane.next_hops(), self.plane.routes())
+        self.assertIn("another process programs next-hop objects from id 1000000 on in network "
+                      f"namespace /run/netns/{PLANE}", self.fails())
+        self.assertEqual(([], before),
+                         (watch.end(), (self.plane.next_hops(), self.plane.routes())))
+
+    @unittest.skipUnless(shutil.which("setpriv"), "setpriv is not installed")
+    def test_without_the_rights_fails_and_names_them(self):
+        self.assertIn("programming the kernel needs CAP_NET_ADMIN in network namespace "
+                      f"/run/netns/{PLANE}", self.fails("setpriv", "--bounding-set", "-net_admin"))
+
+    def test_says_which_kernel_it_programs_and_what_is_there(self):
+        agent = self.serve("--toggles", self.toggles(False),
+                           say=HOPS + plane.group(200, 101, 102) + plane.route("203.0.113.0/24", 200)
+                           + plane.route("198.18.0.0/24", 103))
+        begin = (f"programming the kernel of network namespace /run/netns/{PLANE}, ids 1000000 to "
+                 "1098303, protocol 200; found ")
+        self.assertIn(begin + "0 next hops, 0 groups, 0 routes\n", agent.text())
+        self.leads("203.0.113.0/24", equal(1, 2))
+        self.leads("198.18.0.0/24", WAYS[3])
+        agent.kill()
+        agent.start()
+        self.assertIn(begin + "3 next hops, 1 groups, 2 routes\n", agent.text())
+        self.assertIn("the 1 rows of ingress, 0 of them of nobody known, go on", agent.text())
+        self.assertIn("the 3 other next hops and groups go on forwarding", agent.text())
+        agent.kill()
+        agent.options = ("--toggles", self.toggles(True))
+        agent.start()
+        self.assertIn("the 3 other next hops and groups are cleared", agent.text())
+
+
+class TheEnd(OverAKernel):
+    def test_says_what_is_verified_and_that_it_is_not_read_from_the_kernel(self):
+        agent = self.serve("--verify", "--check-forwarding",
+                           say=HOPS + plane.route("198.18.0.0/24", 103))
+        self.leads("198.18.0.0/24", WAYS[3])
+        agent.process.send_signal(signal.SIGTERM)
+        self.assertEqual(0, agent.process.wait(20), agent.text())
+        self.assertIn("Not simulated OrviaL3Unicast::L3EcmpGroupTable by kernel-nexthop: its rows "
+                      "are told from what it was asked for and answered\n", agent.text())
+        self.assertRegex(agent.text(), "1 other next hops? verified: no difference")
 
 
 class AReplay(OverAKernel):

@@ -79,6 +79,15 @@ TEST_F(WhoTest, ABareRowIsLookedForInEveryTableThatHasIt) {
   EXPECT_THAT(who({"200"}), ElementsAre("0 member row 200: empty", "1 free"));
 }
 
+TEST_F(WhoTest, TheTablesOfNextHopsAreKnownByTheirOwnNamesToo) {
+  feed(group + routeTo(1));
+  EXPECT_EQ(who({"ingress", "32"}), who({"next-hop", "32"}));
+  EXPECT_EQ(who({"ecmp", "1"}), who({"next-hop", "1"}));
+  // A row of the one is none of the other.
+  EXPECT_EQ(refused({"who", "ecmp", "32"}), "who: the ecmp table has no row 32");
+  EXPECT_EQ(refused({"who", "ingress", "1"}), "who: the ingress table has no row 1");
+}
+
 TEST_F(WhoTest, SaysThatARowIsFreeOrNobodys) {
   feed(group);
   EXPECT_THAT(who({"next-hop", "40"}), ElementsAre("0 next-hop row 40: empty", "1 free"));
@@ -175,7 +184,8 @@ TEST_F(WhoTest, SaysThatARowIsFromBeforeARestart) {
 }
 
 TEST_F(WhoTest, RefusesWhatIsNoRow) {
-  EXPECT_EQ(refused({"who"}), "who: expected ROW, or next-hop, member or group and ROW");
+  EXPECT_EQ(refused({"who"}),
+            "who: expected ROW, or next-hop, ingress, ecmp, member or group and ROW");
   EXPECT_EQ(refused({"who", "1000"}), "who: no table has a row 1000");
   EXPECT_EQ(refused({"who", "group", "64"}),
             "who: the group table has no row 64 (`show group N` asks for a group by its number)");

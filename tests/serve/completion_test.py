@@ -55,6 +55,7 @@ class WithAnAgent(unittest.TestCase):
         self.assertEqual(sorted(verb.split()[1] for verb in verbs if verb.startswith("show ")),
                          sorted(self.offered("show", "")))
         self.assertEqual(["follow"], self.offered("trace", "f"))
+        self.assertEqual(["ingress"], self.offered("who", "i"))
 
     def test_knows_the_socket_in_one_word_as_well(self):
         # The shell cuts at "=".

@@ -34,6 +34,7 @@ REQUESTS = [
     ("show trace", "show-trace"),
     ("show memory", "show-memory"),
     ("show stream", "show-stream"),
+    ("show kernel", "show-kernel"),
     ("get group.numEntries", "get"),
     ("set group.entry[#1].lbMode 0", "set"),
     ("ls", "ls"),
@@ -184,6 +185,9 @@ class Texts(WithAnAgent):
     def test_the_verbs_fit_a_terminal(self):
         for line in self.text("verbs").splitlines():
             self.assertLessEqual(len(line), 100, line)
+
+    def test_without_a_kernel_says_so(self):
+        self.assertEqual("no kernel is programmed\n", self.text("show", "kernel"))
 
     def test_a_list_of_nothing_has_no_head(self):
         ended = self.ctl("ls", "nosuch")
