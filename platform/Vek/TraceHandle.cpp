@@ -73,6 +73,7 @@ class TraceRegistry {
       }
     }
     std::vector<TraceLevels> levels;
+    levels.reserve(byName.size());
     for (auto const& [name, mask] : byName) levels.push_back({name, mask});
     return levels;
   }
