@@ -121,7 +121,7 @@ class ControlServer::Impl : public std::enable_shared_from_this<ControlServer::I
   std::vector<std::shared_ptr<ControlClient>> clients_;
 };
 
-ControlServer::ControlServer(Io& io, Context context, std::string const& path)
+ControlServer::ControlServer(Io& io, Context const& context, std::string const& path)
     : impl_(std::make_shared<Impl>(io, context, path)) {
   impl_->accept();
 }

@@ -38,7 +38,7 @@ class ControlServer final : public EventLoop::Source {
  public:
   // Replaces a file that a process left which is gone. Throws std::runtime_error that names the
   // path: another agent listens there, something else has the name, or it cannot be made.
-  ControlServer(Io& io, Context context, std::string const& path);
+  ControlServer(Io& io, Context const& context, std::string const& path);
   ~ControlServer() override;
   ControlServer(ControlServer const&) = delete;
   ControlServer& operator=(ControlServer const&) = delete;

@@ -81,7 +81,7 @@ void tellRoute(Answer& answer, Mapping const& mapping, RouteKey const& key,
 class RouteList final : public Job {
  public:
   RouteList(Context const& context, std::optional<Fpm::Prefix> within)
-      : agent_(context.agent), within_(std::move(within)) {
+      : agent_(context.agent), within_(within) {
     if (within_) lastAddress_ = lastOf(*within_);
   }
 

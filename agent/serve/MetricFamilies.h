@@ -36,7 +36,7 @@ class MetricFamilies {
   requires std::integral<Number> || std::floating_point<Number>
   void add(Labels labels, Number number) {
     prometheus::ClientMetric& metric = added(std::move(labels));
-    double const value = static_cast<double>(number);
+    auto const value = static_cast<double>(number);
     if (families_.back().type == Type::Counter) {
       metric.counter.value = value;
     } else {
