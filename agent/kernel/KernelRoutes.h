@@ -13,8 +13,9 @@
 // retry(), which has the kernel's lists read as well: what somebody else changed there is put
 // right.
 //
-// All of it is done in slices: a group of a million routes that changes keeps nobody waiting. What
-// waits for its way is looked at in turn, when the hardware has answered something.
+// Routes are gone through in slices, those of a group that changes too. What waits for its way is
+// looked at in turn, when the hardware has answered something; all routes that wait for the same
+// are taken at once when it comes, which is one long turn where they are very many.
 //
 // Threading: the loop's thread. Ownership: refers to the mapping; what it holds of it, it may hold
 // longer than that lives.

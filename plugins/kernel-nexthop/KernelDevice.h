@@ -104,7 +104,7 @@ class KERNEL_NEXTHOP_EXPORT KernelDevice final : public Vek::PtrInterface {
   [[nodiscard]] bool isReleased() const;
   // Reads all objects and routes back and asks again for what differs or was refused: after a link
   // came up, say, since the kernel drops the objects of one that goes down and tells nobody.
-  // Sliced, as all else.
+  // Reading is sliced; the comparison that follows is one turn, of some 200 ms with 300,000 routes.
   void recheck();
 
   // --- What is there.
